@@ -1,0 +1,68 @@
+#include "PluginLoader.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#include <limits.h>
+#include <unistd.h>
+#endif
+
+PluginLoader::~PluginLoader() { Unload(); }
+
+#if defined(_WIN32)
+
+bool PluginLoader::Load(const std::string& path, std::string& error) {
+  Unload();
+  handle_ = LoadLibraryA(path.c_str());
+  if (!handle_) error = "LoadLibrary failed with " + std::to_string(GetLastError());
+  return handle_ != nullptr;
+}
+
+void* PluginLoader::Symbol(const char* name) const {
+  return handle_ ? reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_), name))
+                 : nullptr;
+}
+
+void PluginLoader::Unload() {
+  if (handle_) FreeLibrary(static_cast<HMODULE>(handle_));
+  handle_ = nullptr;
+}
+
+std::string PluginLoader::ExecutableDir() {
+  char buf[MAX_PATH];
+  DWORD n = GetModuleFileNameA(nullptr, buf, MAX_PATH);
+  std::string path(buf, n);
+  const auto slash = path.find_last_of("\\/");
+  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+#else
+
+bool PluginLoader::Load(const std::string& path, std::string& error) {
+  Unload();
+  handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (!handle_) {
+    const char* why = dlerror();
+    error = why ? why : "dlopen failed";
+  }
+  return handle_ != nullptr;
+}
+
+void* PluginLoader::Symbol(const char* name) const { return handle_ ? dlsym(handle_, name) : nullptr; }
+
+void PluginLoader::Unload() {
+  if (handle_) dlclose(handle_);
+  handle_ = nullptr;
+}
+
+std::string PluginLoader::ExecutableDir() {
+  char buf[PATH_MAX];
+  const ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
+  if (n <= 0) return std::string();
+  std::string path(buf, static_cast<size_t>(n));
+  const auto slash = path.rfind('/');
+  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+#endif

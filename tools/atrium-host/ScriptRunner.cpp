@@ -1,0 +1,280 @@
+#include "ScriptRunner.h"
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <istream>
+#include <memory>
+#include <ostream>
+
+namespace {
+
+std::wstring Wide(const std::string& s) { return Kit::kit_str_convert::Utf8ToWide(s); }
+std::string Narrow(const std::wstring& s) { return Kit::kit_str_convert::WideToUtf8(s); }
+
+Json::Value HeadersJson(const tesselus::UnifyWebViewHeaders& headers) {
+  Json::Value out(Json::objectValue);
+  for (const auto& h : headers) out[Narrow(h.first)] = Narrow(h.second);
+  return out;
+}
+
+// The JSON payload inside "window.tesselSdk.native2js(...)", or null.
+Json::Value ScriptPayload(const std::string& script) {
+  static const std::string kPrefix = "window.tesselSdk.native2js(";
+  if (script.compare(0, kPrefix.size(), kPrefix) != 0 || script.back() != ')') return Json::Value();
+  const std::string text = script.substr(kPrefix.size(), script.size() - kPrefix.size() - 1);
+  Json::Value payload;
+  std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  if (!reader->parse(text.data(), text.data() + text.size(), &payload, nullptr)) return Json::Value();
+  return payload;
+}
+
+bool Need(const Json::Value& op, const char* member, bool (Json::Value::*is)() const,
+          std::string& error) {
+  if ((op[member].*is)()) return true;
+  error = std::string("missing or mistyped \"") + member + "\"";
+  return false;
+}
+
+}  // namespace
+
+ScriptRunner::ScriptRunner(GetAtriumClientFn get, DestroyAtriumClientFn destroy, std::ostream& out)
+    : get_(get), destroy_(destroy), out_(out) {
+  hostsim::SetEventListener([this](const hostsim::SimEvent& e) { PrintEvent(e); });
+}
+
+ScriptRunner::~ScriptRunner() { hostsim::SetEventListener(nullptr); }
+
+void ScriptRunner::Print(const Json::Value& line) {
+  static const std::unique_ptr<Json::StreamWriter> writer = [] {
+    Json::StreamWriterBuilder b;
+    b["indentation"] = "";
+    b["emitUTF8"] = true;
+    return std::unique_ptr<Json::StreamWriter>(b.newStreamWriter());
+  }();
+  writer->write(line, &out_);
+  out_ << '\n';
+  out_.flush();
+}
+
+void ScriptRunner::PrintEvent(const hostsim::SimEvent& event) {
+  Json::Value line(Json::objectValue);
+  line["event"] = event.kind;
+  for (const auto& name : event.data.getMemberNames()) line[name] = event.data[name];
+  if (event.kind == "script") line["payload"] = ScriptPayload(event.data["script"].asString());
+  Print(line);
+}
+
+int ScriptRunner::Run(std::istream& in) {
+  std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  std::string text;
+  int failures = 0;
+  for (int number = 1; std::getline(in, text); ++number) {
+    const auto first = text.find_first_not_of(" \t\r");
+    if (first == std::string::npos || text[first] == '#') continue;
+    Json::Value op;
+    std::string error;
+    if (!reader->parse(text.data(), text.data() + text.size(), &op, &error) || !op.isObject()) {
+      if (error.empty()) error = "a line must be one JSON object";
+    } else {
+      RunLine(op, error);
+    }
+    if (!error.empty()) {
+      ++failures;
+      Json::Value line(Json::objectValue);
+      line["event"] = "error";
+      line["line"] = number;
+      line["message"] = error;
+      Print(line);
+    }
+  }
+  return failures;
+}
+
+bool ScriptRunner::RunLine(const Json::Value& op, std::string& error) {
+  if (!Need(op, "op", &Json::Value::isString, error)) return false;
+  const std::string name = op["op"].asString();
+
+  if (name == "note") {
+    Json::Value line(Json::objectValue);
+    line["event"] = "note";
+    line["text"] = op["text"];
+    Print(line);
+  } else if (name == "host.set") {
+    return HostSet(op, error);
+  } else if (name == "webview.create" || name == "webview.close") {
+    if (!Need(op, "id", &Json::Value::isString, error)) return false;
+    if (name == "webview.create")
+      hostsim::CreateWebView(Wide(op["id"].asString()));
+    else
+      hostsim::CloseWebView(Wide(op["id"].asString()));
+  } else if (name == "webview.loadState") {
+    if (!Need(op, "id", &Json::Value::isString, error) ||
+        !Need(op, "state", &Json::Value::isUInt, error))
+      return false;
+    hostsim::ReportLoadState(Wide(op["id"].asString()), op["state"].asUInt());
+  } else if (name == "webview.navigate") {
+    if (!Need(op, "id", &Json::Value::isString, error) ||
+        !Need(op, "address", &Json::Value::isString, error))
+      return false;
+    bool handled = false;
+    const int allow =
+        hostsim::Navigate(Wide(op["id"].asString()), Wide(op["address"].asString()), &handled);
+    Json::Value line(Json::objectValue);
+    line["event"] = "navigate";
+    line["view"] = op["id"];
+    line["address"] = op["address"];
+    line["allow"] = allow;
+    line["handled"] = handled;
+    Print(line);
+  } else if (name == "webview.requestHeaders") {
+    if (!Need(op, "id", &Json::Value::isString, error) ||
+        !Need(op, "address", &Json::Value::isString, error))
+      return false;
+    tesselus::UnifyWebViewHeaders headers;
+    for (const auto& key : op["headers"].getMemberNames())
+      headers[Wide(key)] = Wide(op["headers"][key].asString());
+    const bool handled =
+        hostsim::RequestHeaders(Wide(op["id"].asString()), Wide(op["address"].asString()), headers);
+    Json::Value line(Json::objectValue);
+    line["event"] = "headers";
+    line["view"] = op["id"];
+    line["address"] = op["address"];
+    line["handled"] = handled;
+    line["headers"] = HeadersJson(headers);
+    Print(line);
+  } else if (name == "page.call") {
+    if (!Need(op, "id", &Json::Value::isString, error)) return false;
+    std::string text;
+    if (op["text"].isString()) {
+      text = op["text"].asString();
+    } else if (op.isMember("call")) {
+      Json::StreamWriterBuilder b;
+      b["indentation"] = "";
+      text = Json::writeString(b, op["call"]);
+    } else {
+      error = "page.call needs \"call\" or \"text\"";
+      return false;
+    }
+    hostsim::PostJsMessage(Wide(op["id"].asString()), Wide(text));
+  } else if (name == "hid.event") {
+    if (!Need(op, "event", &Json::Value::isInt, error)) return false;
+    std::vector<uint8_t> bytes;
+    for (const auto& b : op["bytes"]) bytes.push_back(static_cast<uint8_t>(b.asUInt()));
+    hostsim::RaiseHIDEvent(op["event"].asInt(), bytes);
+  } else if (name == "main.run") {
+    Json::Value line(Json::objectValue);
+    line["event"] = "mainQueue";
+    line["ran"] = Json::UInt64(hostsim::RunMainQueue());
+    Print(line);
+  } else if (name == "clock.advance") {
+    if (!Need(op, "ms", &Json::Value::isInt64, error)) return false;
+    hostsim::AdvanceClock(op["ms"].asInt64());
+  } else if (name.compare(0, 7, "client.") == 0) {
+    return ClientOp(name.substr(7), op, error);
+  } else {
+    error = "unknown op \"" + name + "\"";
+    return false;
+  }
+  return true;
+}
+
+bool ScriptRunner::HostSet(const Json::Value& op, std::string& error) {
+  if (op.isMember("session")) hostsim::SetSessionState(op["session"].asInt());
+  if (op.isMember("webToken")) hostsim::SetWebToken(op["webToken"].asString());
+  if (op.isMember("userIdentity")) hostsim::SetUserIdentity(Wide(op["userIdentity"].asString()));
+  if (op.isMember("confUserIdentity"))
+    hostsim::SetConfUserIdentity(Wide(op["confUserIdentity"].asString()));
+  if (op.isMember("pageAddress")) hostsim::SetPageAddress(Wide(op["pageAddress"].asString()));
+  const Json::Value& options = op["options"];
+  for (const auto& section : options.getMemberNames()) {
+    for (const auto& key : options[section].getMemberNames()) {
+      const Json::Value& value = options[section][key];
+      if (value.isNull())
+        hostsim::RemoveOption(section, key);
+      else
+        hostsim::SetOption(section, key, value.asString());
+    }
+  }
+  for (const auto& address : op["trusted"]) hostsim::AddTrustedAddress(Wide(address.asString()));
+  for (const auto& lookup : op["fail"]) hostsim::SetLookupFails(lookup.asString(), true);
+  for (const auto& lookup : op["succeed"]) hostsim::SetLookupFails(lookup.asString(), false);
+  if (op.isMember("extraHeaders")) {
+    hostSink_.extraHeaders.clear();
+    for (const auto& key : op["extraHeaders"].getMemberNames())
+      hostSink_.extraHeaders[Wide(key)] = Wide(op["extraHeaders"][key].asString());
+  }
+  (void)error;
+  return true;
+}
+
+bool ScriptRunner::ClientOp(const std::string& name, const Json::Value& op, std::string& error) {
+  if (name == "create") {
+    client_ = get_();
+    return true;
+  }
+  if (name == "destroy") {
+    destroy_();
+    client_ = nullptr;
+    return true;
+  }
+  if (!client_) {
+    error = "no client: run client.create first";
+    return false;
+  }
+  if (name == "setHostSink") {
+    client_->SetHostSink(op["none"].asBool() ? nullptr : &hostSink_);
+  } else if (name == "setClientUISink") {
+    client_->SetClientUISink(op["none"].asBool() ? nullptr : &uiSink_);
+  } else if (name == "setWebViewId") {
+    client_->SetWebViewId(Wide(op["id"].asString()));
+  } else if (name == "loadHomePage") {
+    client_->LoadHomePage();
+  } else if (name == "resumeHomePage") {
+    client_->ResumeHomePage();
+  } else if (name == "applicationActive") {
+    client_->OnApplicationActiveChanged(op["active"].asInt());
+  } else if (name == "tabChanged") {
+    client_->OnTabChanged(op["active"].asInt());
+  } else if (name == "optionsChanged") {
+    client_->OnOptionsChanged();
+  } else if (name == "deeplink") {
+    tessel_atriumclient::AtriumDeepLinkData data;
+    for (const auto& key : op["data"].getMemberNames()) data[key] = op["data"][key].asString();
+    client_->OnRecvDeeplinkData(data);
+  } else if (name == "deliveryInfo") {
+    std::vector<tessel_atriumclient::AtriumDeliveryInfo> infos;
+    for (const auto& item : op["infos"]) {
+      tessel_atriumclient::AtriumDeliveryInfo info;
+      info.symbology = item["symbology"].asString();
+      info.text = item["text"].asString();
+      info.x = item["x"].asInt();
+      info.y = item["y"].asInt();
+      info.width = item["width"].asInt();
+      info.height = item["height"].asInt();
+      info.confidence = item["confidence"].asDouble();
+      infos.push_back(info);
+    }
+    client_->OnRecvDeliveryInfo(op["image"].asString(), infos);
+  } else if (name == "deviceMessage") {
+    const std::string data = op["data"].asString();
+    client_->OnDeviceMessage(op["type"].asInt(), data.c_str(), static_cast<uint32_t>(data.size()));
+  } else if (name == "initHID") {
+    client_->InitHID(op["parameter"].asUInt64());
+  } else if (name == "uninitHID") {
+    client_->UninitHID();
+  } else if (name == "uninit") {
+    client_->Uninit();
+  } else if (name == "nearby") {
+    tessel_atriumclient::INearbyService* nearby = client_->GetNearbyService();
+    Json::Value line(Json::objectValue);
+    line["event"] = "nearby";
+    line["hasNearbyRoom"] = nearby ? nearby->HasNearbyRoom() : false;
+    line["bleState"] = nearby ? nearby->GetBLEState() : 0;
+    Print(line);
+  } else {
+    error = "unknown op \"client." + name + "\"";
+    return false;
+  }
+  return true;
+}
