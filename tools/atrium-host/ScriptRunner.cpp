@@ -6,6 +6,7 @@
 #include <istream>
 #include <memory>
 #include <ostream>
+#include <sstream>
 
 namespace {
 
@@ -52,8 +53,19 @@ void ScriptRunner::Print(const Json::Value& line) {
     b["emitUTF8"] = true;
     return std::unique_ptr<Json::StreamWriter>(b.newStreamWriter());
   }();
-  writer->write(line, &out_);
-  out_ << '\n';
+  // "event" leads the line; the other members follow in the writer's order.
+  Json::Value rest = line;
+  Json::Value event;
+  rest.removeMember("event", &event);
+  std::ostringstream body;
+  writer->write(rest, &body);
+  std::string text = body.str();
+  if (!event.isNull()) {
+    std::ostringstream head;
+    writer->write(event, &head);
+    text = "{\"event\":" + head.str() + (text == "{}" ? "}" : "," + text.substr(1));
+  }
+  out_ << text << '\n';
   out_.flush();
 }
 
