@@ -9,6 +9,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "hostsim/SimHost.h"
@@ -45,7 +46,7 @@ struct SimState {
   std::map<std::pair<std::string, std::string>, std::string> confOptions;
   std::set<std::wstring> trusted;
   std::set<std::string> failing;
-  std::map<std::wstring, std::unique_ptr<SimWebView>> webViews;
+  std::map<std::wstring, std::unique_ptr<SimWebView>, std::less<>> webViews;
 
   // Devices (main thread).
   IHIDCommCallback* hidCallback = nullptr;
@@ -73,7 +74,7 @@ struct SimState {
 SimState& State();
 void LogEvent(const std::string& kind, Json::Value data);
 std::string Narrow(const std::wstring& s);
-SimWebView* FindWebView(const std::wstring& id);
+SimWebView* FindWebView(std::wstring_view id);
 void ResetTimers();
 void ResetTasks();
 void ResetHID();

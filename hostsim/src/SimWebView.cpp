@@ -31,14 +31,14 @@ void SimWebView::RemoveSink(tesselus::IUnifyWebViewInstSink* sink) {
   sinks_.erase(std::remove(sinks_.begin(), sinks_.end(), sink), sinks_.end());
 }
 
-SimWebView* FindWebView(const std::wstring& id) {
+SimWebView* FindWebView(std::wstring_view id) {
   auto it = State().webViews.find(id);
   return it == State().webViews.end() ? nullptr : it->second.get();
 }
 
 void CreateWebView(const std::wstring& id) {
-  auto& slot = State().webViews[id];
-  if (!slot) slot = std::make_unique<SimWebView>(id);
+  auto it = State().webViews.find(id);
+  if (it == State().webViews.end()) State().webViews.emplace(id, std::make_unique<SimWebView>(id));
 }
 
 void CloseWebView(const std::wstring& id) {

@@ -3,6 +3,7 @@
 #include "Atrium/AtriumTask.h"
 #include "TesselTask/TesselTask.h"
 #include "Util/AtriumUtil.h"
+#include "Util/TextConvert.h"
 
 namespace tessel_atriumclient {
 namespace {
@@ -114,8 +115,8 @@ void AtriumClient::OnBeforeNavigate(tesselus::IUnifyWebViewInstance*, int, const
 void AtriumClient::OnJsMessage(tesselus::IUnifyWebViewInstance* instance, const wchar_t* message,
                                bool& handled) {
   if (!IsOwnInstance(instance)) return;
-  const Kit::CStringW text(message);
-  jsHandler_.HandleJsMessage(webViewId_, Kit::kit_str_convert::WideToUtf8(text));
+  const std::size_t length = message ? std::char_traits<wchar_t>::length(message) : 0;
+  jsHandler_.HandleJsMessage(webViewId_, TextConvert::ToUtf8(message, length));
   handled = true;
 }
 

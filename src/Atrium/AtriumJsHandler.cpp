@@ -108,7 +108,7 @@ int32_t AtriumJsHandler::Reload(const AtriumJsReq&, AtriumJsRes&) {
 int32_t AtriumJsHandler::GetAuthConfig(const AtriumJsReq&, AtriumJsRes& res) {
   res.returnCode = 0;
   res.result = Json::Value(Json::objectValue);
-  res.result["zak"] = Json::Value(Kit::kit_str_convert::WideToUtf8(AtriumUtil::GetWebToken()));
+  res.result["zak"] = Json::Value(AtriumUtil::GetWebTokenUtf8());
   return 1;
 }
 

@@ -24,7 +24,10 @@ struct AtriumJsRes {
   Kit::CStringW webViewId;
   Kit::CStringA jsCallId;
   int32_t returnCode = 0;
-  Json::Value result;  // null until the function fills it
+  // Null until the function fills it. Mutable so that the reply writer can
+  // borrow the value for the duration of a write instead of copying it; it
+  // is back in place when the write returns.
+  mutable Json::Value result;
 };
 
 // A page function: fills the reply and returns nonzero to have it sent now.

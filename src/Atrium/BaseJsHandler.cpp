@@ -5,7 +5,8 @@
 
 #include <exception>
 #include <memory>
-#include <sstream>
+#include <ostream>
+#include <streambuf>
 
 #include "Atrium/WebViewScript.h"
 
@@ -19,14 +20,61 @@ Json::CharReader& Reader() {
   return *reader;
 }
 
+// An output stream that appends to a string of the caller's.
+class StringBuf : public std::streambuf {
+ public:
+  std::string* target = nullptr;
+
+ protected:
+  int_type overflow(int_type c) override {
+    if (c != traits_type::eof()) target->push_back(static_cast<char>(c));
+    return c;
+  }
+  std::streamsize xsputn(const char* s, std::streamsize n) override {
+    target->append(s, static_cast<std::size_t>(n));
+    return n;
+  }
+};
+
 std::string Write(const Json::Value& value) {
   thread_local std::unique_ptr<Json::StreamWriter> writer(
       Json::StreamWriterBuilder().newStreamWriter());
-  thread_local std::ostringstream out;
-  out.str(std::string());
-  out.clear();
+  thread_local StringBuf buf;
+  thread_local std::ostream out(&buf);
+  std::string text;
+  buf.target = &text;
   writer->write(value, &out);
-  return out.str();
+  buf.target = nullptr;
+  return text;
+}
+
+// The three members of a reply or notification, kept from one write to the
+// next so that only their values change.
+struct Envelope {
+  Envelope() : root(Json::objectValue) {
+    jsCallId = &root["jsCallId"];
+    result = &root["result"];
+    returnCode = &root["returnCode"];
+  }
+  Json::Value root;
+  Json::Value* jsCallId;
+  Json::Value* result;
+  Json::Value* returnCode;
+};
+
+// Writes the envelope with `value` in its result slot, borrowed for the write.
+std::string WriteEnvelope(const Kit::CStringA& jsCallId, int32_t returnCode, Json::Value& value) {
+  thread_local Envelope envelope;
+  *envelope.jsCallId = Json::Value(jsCallId);
+  *envelope.returnCode = returnCode;
+  if (value.isNull()) {
+    *envelope.result = "";
+    return Write(envelope.root);
+  }
+  envelope.result->swap(value);
+  std::string text = Write(envelope.root);
+  envelope.result->swap(value);
+  return text;
 }
 
 // A member read as text. Arrays and objects have no text form, and neither
@@ -92,22 +140,14 @@ void BaseJsHandler::Dispatch(const AtriumJsReq& req) {
 }
 
 std::string BaseJsHandler::ResponseText(const AtriumJsRes& res) {
-  Json::Value root(Json::objectValue);
-  root["jsCallId"] = Json::Value(res.jsCallId);
-  root["returnCode"] = res.returnCode;
-  root["result"] = res.result.isNull() ? Json::Value("") : res.result;
-  return Write(root);
+  return WriteEnvelope(res.jsCallId, res.returnCode, res.result);
 }
 
 std::string BaseJsHandler::NotificationText(const AtriumJsReq& req) {
   Json::Value result(Json::objectValue);
   result["notification"] = Json::Value(req.functionName);
   result["data"] = req.params.isNull() ? Json::Value("") : req.params;
-  Json::Value root(Json::objectValue);
-  root["jsCallId"] = Json::Value(req.jsCallId);
-  root["returnCode"] = 0;
-  root["result"].swap(result);
-  return Write(root);
+  return WriteEnvelope(req.jsCallId, 0, result);
 }
 
 void BaseJsHandler::SendResponse(const AtriumJsRes& res) {

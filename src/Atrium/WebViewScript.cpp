@@ -1,6 +1,7 @@
 #include "Atrium/WebViewScript.h"
 
 #include "Util/AtriumUtil.h"
+#include "Util/TextConvert.h"
 
 namespace tessel_atriumclient {
 
@@ -9,12 +10,13 @@ void SendToWebView(const Kit::CStringW& webViewId, const std::string& jsonText) 
   tesselus::IUnifyWebViewInstance* instance = AtriumUtil::GetWebViewInstance(webViewId);
   if (!instance) return;
   // The JSON text goes in as it stands: it is already a valid script literal.
-  std::string script;
-  script.reserve(jsonText.size() + 32);
-  script += "window.tesselSdk.native2js(";
-  script += jsonText;
-  script += ')';
-  instance->ExecuteScript(Kit::kit_str_convert::Utf8ToWide(script).c_str());
+  static const wchar_t kPrefix[] = L"window.tesselSdk.native2js(";
+  std::wstring script;
+  script.reserve(sizeof kPrefix / sizeof kPrefix[0] + jsonText.size() + 1);
+  script += kPrefix;
+  TextConvert::AppendWide(script, jsonText.data(), jsonText.size());
+  script += L')';
+  instance->ExecuteScript(script.c_str());
 }
 
 }  // namespace tessel_atriumclient

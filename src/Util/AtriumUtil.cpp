@@ -64,11 +64,13 @@ bool IsSignedIn() {
   return session && session->GetState() == 1;
 }
 
-Kit::CStringW GetWebToken() {
+Kit::CStringA GetWebTokenUtf8() {
   tesselus::IPTSession* session = GetSession();
-  if (!session || session->GetState() != 1) return Kit::CStringW();
-  return Kit::kit_str_convert::Utf8ToWide(session->GetWebToken());
+  if (!session || session->GetState() != 1) return Kit::CStringA();
+  return session->GetWebToken();
 }
+
+Kit::CStringW GetWebToken() { return Kit::kit_str_convert::Utf8ToWide(GetWebTokenUtf8()); }
 
 Kit::CStringW GetUserIdentity(bool fromMainApp) {
   tesselus::IHostUser* user = nullptr;

@@ -27,6 +27,8 @@ tesselus::IPTSession* GetSession();
 bool IsSignedIn();
 // The signed-in user's web token; empty unless the session is in state 1.
 Kit::CStringW GetWebToken();
+// The same token as the host keeps it, in UTF-8.
+Kit::CStringA GetWebTokenUtf8();
 Kit::CStringW GetUserIdentity(bool fromMainApp);
 Kit::CStringW GetHomePageAddress();
 uint64_t GetClientTaskKey();
