@@ -3,6 +3,8 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include <algorithm>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <ostream>
@@ -77,6 +79,36 @@ std::string WriteEnvelope(const Kit::CStringA& jsCallId, int32_t returnCode, Jso
   return text;
 }
 
+// True when the text nests arrays and objects deeper than the reader's limit
+// (1000) allows. The reader would refuse it too, but only after unwinding an
+// exception through a thousand frames: this scan costs far less.
+bool NestsTooDeep(const char* text, std::size_t length) {
+  constexpr int kReaderStackLimit = 1000;
+  int depth = 0;
+  bool inString = false;
+  for (std::size_t i = 0; i < length; ++i) {
+    const char c = text[i];
+    if (inString) {
+      if (c == '\\')
+        ++i;
+      else if (c == '"')
+        inString = false;
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '/' && i + 1 < length && (text[i + 1] == '/' || text[i + 1] == '*')) {
+      // Comments, which the reader allows, are skipped whole.
+      const char* end = text[i + 1] == '/' ? "\n" : "*/";
+      const char* stop = std::search(text + i + 2, text + length, end, end + std::strlen(end));
+      i = static_cast<std::size_t>(stop - text);
+    } else if (c == '[' || c == '{') {
+      if (++depth > kReaderStackLimit) return true;
+    } else if (c == ']' || c == '}') {
+      --depth;
+    }
+  }
+  return false;
+}
+
 // A member read as text. Arrays and objects have no text form, and neither
 // has null: a call that names them is unusable.
 bool ReadText(const Json::Value& root, const char* name, Kit::CStringA& out) {
@@ -104,6 +136,7 @@ void BaseJsHandler::HandleJsMessage(const Kit::CStringW& webViewId,
 }
 
 bool BaseJsHandler::ParseRequest(const Kit::CStringA& messageText, AtriumJsReq& req) {
+  if (NestsTooDeep(messageText.data(), messageText.size())) return false;
   Json::Value root;
   try {
     // Nesting beyond the reader's stack limit is reported by an exception.

@@ -91,8 +91,16 @@ TEST_F(EnvelopeTest, ReplyCarriesTheFunctionsCodeAndScalarIdentifiersAsText) {
 }
 
 TEST_F(EnvelopeTest, NestingBeyondTheReadersLimitIsDroppedNotThrown) {
-  const std::string deep = std::string(5000, '[') + std::string(5000, ']');
-  EXPECT_TRUE(Send(R"({"functionName":"echo","jsCallId":"1","params":)" + deep + "}").empty());
+  const auto nested = [](int levels) { return std::string(levels, '[') + std::string(levels, ']'); };
+  const std::string call = R"({"functionName":"echo","jsCallId":"1","params":)";
+  EXPECT_TRUE(Send(call + nested(5000) + "}").empty());
+  // The reader takes 1000 levels in all, the call's own object included.
+  EXPECT_TRUE(Send(call + nested(1000) + "}").empty());
+  EXPECT_EQ(1u, Send(call + nested(999) + "}").size());
+  // Brackets in strings and comments are not nesting.
+  const std::string many(3000, '[');
+  EXPECT_EQ(1u, Send(call + "\"" + many + "\" /* " + many + " */}").size());
+  EXPECT_EQ(1u, Send(call + "1 // " + many + "\n}").size());
 }
 
 TEST(EnvelopeText, ReplyAndNotificationAreWrittenByTheDefaultStreamWriter) {
