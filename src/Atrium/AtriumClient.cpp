@@ -3,6 +3,7 @@
 #include "Atrium/AtriumTask.h"
 #include "TesselTask/TesselTask.h"
 #include "Util/AtriumUtil.h"
+#include "Util/Scratch.h"
 #include "Util/TextConvert.h"
 
 namespace tessel_atriumclient {
@@ -116,7 +117,10 @@ void AtriumClient::OnJsMessage(tesselus::IUnifyWebViewInstance* instance, const 
                                bool& handled) {
   if (!IsOwnInstance(instance)) return;
   const std::size_t length = message ? std::char_traits<wchar_t>::length(message) : 0;
-  jsHandler_.HandleJsMessage(webViewId_, TextConvert::ToUtf8(message, length));
+  thread_local ScratchSlot<Kit::CStringA> slot;
+  Scratch<Kit::CStringA> text(slot);
+  TextConvert::AssignUtf8(text.Get(), message, length);
+  jsHandler_.HandleJsMessage(webViewId_, text.Get());
   handled = true;
 }
 

@@ -108,7 +108,7 @@ int32_t AtriumJsHandler::Reload(const AtriumJsReq&, AtriumJsRes&) {
 int32_t AtriumJsHandler::GetAuthConfig(const AtriumJsReq&, AtriumJsRes& res) {
   res.returnCode = 0;
   res.result = Json::Value(Json::objectValue);
-  res.result["zak"] = Json::Value(AtriumUtil::GetWebTokenUtf8());
+  res.result[Json::StaticString("zak")] = Json::Value(AtriumUtil::GetWebTokenUtf8());
   return 1;
 }
 

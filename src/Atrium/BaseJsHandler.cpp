@@ -11,6 +11,7 @@
 #include <streambuf>
 
 #include "Atrium/WebViewScript.h"
+#include "Util/Scratch.h"
 
 namespace tessel_atriumclient {
 namespace {
@@ -38,16 +39,16 @@ class StringBuf : public std::streambuf {
   }
 };
 
-std::string Write(const Json::Value& value) {
+void Write(const Json::Value& value, std::string& text) {
   thread_local std::unique_ptr<Json::StreamWriter> writer(
       Json::StreamWriterBuilder().newStreamWriter());
   thread_local StringBuf buf;
   thread_local std::ostream out(&buf);
-  std::string text;
+  text.clear();
+  text.reserve(512);  // most texts fit: one allocation instead of a doubling series
   buf.target = &text;
   writer->write(value, &out);
   buf.target = nullptr;
-  return text;
 }
 
 // The three members of a reply or notification, kept from one write to the
@@ -65,18 +66,31 @@ struct Envelope {
 };
 
 // Writes the envelope with `value` in its result slot, borrowed for the write.
-std::string WriteEnvelope(const Kit::CStringA& jsCallId, int32_t returnCode, Json::Value& value) {
+void WriteEnvelope(const Kit::CStringA& jsCallId, int32_t returnCode, Json::Value& value,
+                   std::string& text) {
   thread_local Envelope envelope;
-  *envelope.jsCallId = Json::Value(jsCallId);
+  // The identifier outlives the write, so the envelope may point at it
+  // rather than copy it; one with a NUL inside cannot be pointed at.
+  if (jsCallId.find('\0') == std::string::npos)
+    *envelope.jsCallId = Json::StaticString(jsCallId.c_str());
+  else
+    *envelope.jsCallId = Json::Value(jsCallId);
   *envelope.returnCode = returnCode;
   if (value.isNull()) {
     *envelope.result = "";
-    return Write(envelope.root);
+    Write(envelope.root, text);
+    return;
   }
   envelope.result->swap(value);
-  std::string text = Write(envelope.root);
+  Write(envelope.root, text);
   envelope.result->swap(value);
-  return text;
+}
+
+Json::Value NotificationResult(const AtriumJsReq& req) {
+  Json::Value result(Json::objectValue);
+  result["notification"] = Json::Value(req.functionName);
+  result["data"] = req.params.isNull() ? Json::Value("") : req.params;
+  return result;
 }
 
 // True when the text nests arrays and objects deeper than the reader's limit
@@ -113,8 +127,15 @@ bool NestsTooDeep(const char* text, std::size_t length) {
 // has null: a call that names them is unusable.
 bool ReadText(const Json::Value& root, const char* name, Kit::CStringA& out) {
   const Json::Value* member = root.find(name, name + std::char_traits<char>::length(name));
-  if (!member || member->isNull() || member->isArray() || member->isObject()) return false;
-  out = member->asString();
+  if (!member) return false;
+  const Json::ValueType type = member->type();
+  if (type == Json::nullValue || type == Json::arrayValue || type == Json::objectValue) return false;
+  const char* begin = nullptr;
+  const char* end = nullptr;
+  if (member->getString(&begin, &end))
+    out.assign(begin, end);  // no copy through a temporary
+  else
+    out = member->asString();
   return true;
 }
 
@@ -136,7 +157,9 @@ void BaseJsHandler::HandleJsMessage(const Kit::CStringW& webViewId,
 }
 
 bool BaseJsHandler::ParseRequest(const Kit::CStringA& messageText, AtriumJsReq& req) {
-  if (NestsTooDeep(messageText.data(), messageText.size())) return false;
+  // Fewer bytes than the limit cannot nest beyond it.
+  if (messageText.size() > 1000 && NestsTooDeep(messageText.data(), messageText.size()))
+    return false;
   Json::Value root;
   try {
     // Nesting beyond the reader's stack limit is reported by an exception.
@@ -152,7 +175,9 @@ bool BaseJsHandler::ParseRequest(const Kit::CStringA& messageText, AtriumJsReq& 
     return false;
   req.jsCallId = std::move(jsCallId);
   req.functionName = std::move(functionName);
-  root.removeMember("params", &req.params);  // leaves null when absent
+  // The parsed tree is ours and about to go: take "params" out of it whole.
+  if (const Json::Value* params = root.find("params", "params" + 6))
+    req.params.swap(*const_cast<Json::Value*>(params));
   return true;
 }
 
@@ -173,22 +198,32 @@ void BaseJsHandler::Dispatch(const AtriumJsReq& req) {
 }
 
 std::string BaseJsHandler::ResponseText(const AtriumJsRes& res) {
-  return WriteEnvelope(res.jsCallId, res.returnCode, res.result);
+  std::string text;
+  WriteEnvelope(res.jsCallId, res.returnCode, res.result, text);
+  return text;
 }
 
 std::string BaseJsHandler::NotificationText(const AtriumJsReq& req) {
-  Json::Value result(Json::objectValue);
-  result["notification"] = Json::Value(req.functionName);
-  result["data"] = req.params.isNull() ? Json::Value("") : req.params;
-  return WriteEnvelope(req.jsCallId, 0, result);
+  Json::Value result = NotificationResult(req);
+  std::string text;
+  WriteEnvelope(req.jsCallId, 0, result, text);
+  return text;
 }
 
+// Replies and notifications are written into a reused per-thread buffer.
 void BaseJsHandler::SendResponse(const AtriumJsRes& res) {
-  SendToWebView(res.webViewId, ResponseText(res));
+  thread_local ScratchSlot<std::string> slot;
+  Scratch<std::string> text(slot);
+  WriteEnvelope(res.jsCallId, res.returnCode, res.result, text.Get());
+  SendToWebView(res.webViewId, text.Get());
 }
 
 void BaseJsHandler::SendNotification(const AtriumJsReq& req) {
-  SendToWebView(req.webViewId, NotificationText(req));
+  thread_local ScratchSlot<std::string> slot;
+  Scratch<std::string> text(slot);
+  Json::Value result = NotificationResult(req);
+  WriteEnvelope(req.jsCallId, 0, result, text.Get());
+  SendToWebView(req.webViewId, text.Get());
 }
 
 }  // namespace tessel_atriumclient

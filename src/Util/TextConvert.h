@@ -14,6 +14,8 @@ namespace TextConvert {
 // Appends the wide form of the UTF-8 text to `out`.
 void AppendWide(std::wstring& out, const char* text, std::size_t length);
 Kit::CStringA ToUtf8(const wchar_t* text, std::size_t length);
+// The same, into `out` (replacing its contents, keeping its capacity).
+void AssignUtf8(Kit::CStringA& out, const wchar_t* text, std::size_t length);
 
 }  // namespace TextConvert
 }  // namespace tessel_atriumclient
