@@ -45,7 +45,7 @@ struct SimState {
   std::map<std::pair<std::string, std::string>, std::string> options;      // (section, key)
   std::map<std::pair<std::string, std::string>, std::string> confOptions;
   std::set<std::wstring> trusted;
-  std::set<std::string> failing;
+  std::set<std::string, std::less<>> failing;
   std::map<std::wstring, std::unique_ptr<SimWebView>, std::less<>> webViews;
 
   // Devices (main thread).
@@ -68,7 +68,7 @@ struct SimState {
   std::atomic<bool> logging{true};
   std::function<void(const SimEvent&)> listener;
 
-  bool Fails(const std::string& name) const { return failing.count(name) != 0; }
+  bool Fails(std::string_view name) const { return !failing.empty() && failing.count(name) != 0; }
 };
 
 SimState& State();
