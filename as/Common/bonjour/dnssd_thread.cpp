@@ -32,6 +32,7 @@ uint32_t dnssd_thread::event_loop() {
   if (!ref) return 0;
   dnssd_api& api = dnssd_api::instance();
   if (!socket_.open(api.ref_sock_fd(ref))) return 0;
+  looping_ = true;
   while (!stop_) {
     if (!socket_.wait()) continue;
     const uint32_t events = socket_.check();
@@ -40,6 +41,7 @@ uint32_t dnssd_thread::event_loop() {
     else if (events & dnssd_socket::closed)
       stop_ = true;  // the daemon went away
   }
+  looping_ = false;
   socket_.close();
   return 0;
 }

@@ -22,6 +22,9 @@ class dnssd_thread {
   // Stops and joins the thread (at most 120 s); nothing when none runs.
   void stop_thread();
   bool thread_running() const { return thread_ != nullptr; }
+  // Whether the thread is inside its event loop (false once the daemon closed
+  // the socket, even before the thread is stopped).
+  bool event_loop_running() const { return looping_; }
 
  protected:
   // The reference, owned (and deallocated) by the derived class.
@@ -32,5 +35,6 @@ class dnssd_thread {
 
   std::unique_ptr<named_thread> thread_;
   std::atomic<bool> stop_{false};
+  std::atomic<bool> looping_{false};
   dnssd_socket socket_;
 };
