@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# A short, bounded libFuzzer run of page_call_fuzzer, as CI runs it.
+# Short, bounded libFuzzer runs of every fuzz target, as CI runs them:
+# page_call_fuzzer (page calls) and dnssd_reply_fuzzer (DNS-SD replies).
 #
 # Installs what is missing (scripts/install-deps.sh), configures a clang build
 # with AddressSanitizer and UndefinedBehaviorSanitizer in build-fuzz, builds
-# the fuzzer, and fuzzes a scratch copy of the seed corpus
-# (fuzz/corpus/page_call) with the page-call dictionary. Fails on any crash,
+# the fuzzers, and fuzzes a scratch copy of each seed corpus
+# (fuzz/corpus/<target>) for FUZZ_SECONDS each. Fails on any crash,
 # leak, timeout, out-of-memory, failed check or sanitizer report; the input
 # that caused it is kept in build-fuzz/fuzz-artifacts/ and replayed with full
 # stacks, and the log is kept in build-fuzz/fuzz-logs/.
@@ -55,15 +56,9 @@ cmake -S "$ROOT" -B "$BUILD" \
   -DATRIUM_SANITIZE=address,undefined
 # Only the fuzz target: in this build the libraries carry coverage hooks that
 # only a fuzzer link provides.
-cmake --build "$BUILD" --target page_call_fuzzer -j "$JOBS"
+cmake --build "$BUILD" --target page_call_fuzzer dnssd_reply_fuzzer -j "$JOBS"
 
 STAMP="$(date +%Y%m%d-%H%M%S)"
-RUN_ARTIFACTS="$ARTIFACTS/$STAMP"
-LOG="$LOGS/page_call-$STAMP.log"
-mkdir -p "$WORK/corpus" "$RUN_ARTIFACTS" "$LOGS"
-cp "$SEEDS"/* "$WORK/corpus/"
-seed_count=$(find "$WORK/corpus" -type f | wc -l)
-
 # jsoncpp comes from the distribution, built without frame pointers. Inside
 # its recursive parser AddressSanitizer's fast unwinder cannot follow the
 # frames, so allocation stacks deeper than three frames differ from call to
@@ -75,40 +70,54 @@ FUZZ_ASAN="detect_leaks=1:malloc_context_size=3"
 REPLAY_ASAN="detect_leaks=1:malloc_context_size=30"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1${UBSAN_OPTIONS:+:$UBSAN_OPTIONS}"
 
-echo "fuzz-short: fuzzing page_call_fuzzer for ${SECONDS_TO_RUN}s on $seed_count seeds (log: $LOG)"
-started=$(date +%s)
-rc=0
-ASAN_OPTIONS="$FUZZ_ASAN${ASAN_OPTIONS:+:$ASAN_OPTIONS}" "$FUZZER" "$WORK/corpus" \
-  -dict="$DICT" \
-  -max_len=4096 \
-  -max_total_time="$SECONDS_TO_RUN" \
-  -timeout=25 \
-  -rss_limit_mb=2048 \
-  -print_final_stats=1 \
-  -artifact_prefix="$RUN_ARTIFACTS/" \
-  "$@" >"$LOG" 2>&1 || rc=$?
-elapsed=$(($(date +%s) - started))
+# fuzz NAME SEEDS [DICT]: one bounded run of build-fuzz/bin/NAME.
+fuzz() {
+  local name="$1" seeds="$2" dict="${3:-}"
+  shift 3
+  local fuzzer="$BUILD/bin/$name" corpus="$WORK/$name" artifacts="$ARTIFACTS/$STAMP-$name"
+  local LOG="$LOGS/$name-$STAMP.log"
+  mkdir -p "$corpus" "$artifacts" "$LOGS"
+  cp "$seeds"/* "$corpus/"
+  local seed_count
+  seed_count=$(find "$corpus" -type f | wc -l)
+  echo "fuzz-short: fuzzing $name for ${SECONDS_TO_RUN}s on $seed_count seeds (log: $LOG)"
+  started=$(date +%s)
+  rc=0
+  ASAN_OPTIONS="$FUZZ_ASAN${ASAN_OPTIONS:+:$ASAN_OPTIONS}" "$fuzzer" "$corpus" \
+    ${dict:+-dict="$dict"} \
+    -max_len=4096 \
+    -max_total_time="$SECONDS_TO_RUN" \
+    -timeout=25 \
+    -rss_limit_mb=2048 \
+    -print_final_stats=1 \
+    -artifact_prefix="$artifacts/" \
+    "$@" >"$LOG" 2>&1 || rc=$?
+  elapsed=$(($(date +%s) - started))
 
-# A report that did not stop the run (a sanitizer set to recover) fails it too.
-reports=$(grep -cE 'ERROR: (AddressSanitizer|LeakSanitizer|UndefinedBehaviorSanitizer|libFuzzer)|runtime error:|page_call_fuzzer: check failed' "$LOG" || true)
+  # A report that did not stop the run (a sanitizer set to recover) fails it too.
+  reports=$(grep -cE 'ERROR: (AddressSanitizer|LeakSanitizer|UndefinedBehaviorSanitizer|libFuzzer)|runtime error:|[a-z_]*fuzzer: check failed' "$LOG" || true)
 
-if [[ $rc -ne 0 || $reports -ne 0 ]]; then
-  tail -n 60 "$LOG" >&2
-  shopt -s nullglob
-  for input in "$RUN_ARTIFACTS"/*; do
-    echo "---- replay of $input with full stacks; input as hex:" >&2
-    od -An -tx1 -v "$input" | head -n 32 >&2
-    ASAN_OPTIONS="$REPLAY_ASAN${ASAN_OPTIONS:+:$ASAN_OPTIONS}" "$FUZZER" "$input" 2>&1 |
-      grep -vE '^(INFO|Executed|\*\*\*)|: Running [0-9]+ inputs' | head -n 120 >&2 || true
-  done
-  echo "fuzz-short: FAILED (exit $rc, $reports report(s)) after ${elapsed}s; inputs kept in $RUN_ARTIFACTS, full log $LOG" >&2
-  exit 1
-fi
-rmdir "$RUN_ARTIFACTS" 2>/dev/null || true
+  if [[ $rc -ne 0 || $reports -ne 0 ]]; then
+    tail -n 60 "$LOG" >&2
+    shopt -s nullglob
+    for input in "$artifacts"/*; do
+      echo "---- replay of $input with full stacks; input as hex:" >&2
+      od -An -tx1 -v "$input" | head -n 32 >&2
+      ASAN_OPTIONS="$REPLAY_ASAN${ASAN_OPTIONS:+:$ASAN_OPTIONS}" "$fuzzer" "$input" 2>&1 |
+        grep -vE '^(INFO|Executed|\*\*\*)|: Running [0-9]+ inputs' | head -n 120 >&2 || true
+    done
+    echo "fuzz-short: FAILED (exit $rc, $reports report(s)) after ${elapsed}s; inputs kept in $artifacts, full log $LOG" >&2
+    return 1
+  fi
+  rmdir "$artifacts" 2>/dev/null || true
 
-runs=$(sed -n 's/^stat::number_of_executed_units: *\([0-9]*\).*/\1/p' "$LOG" | tail -n 1)
-if [[ -z "$runs" ]]; then
-  runs=$(sed -n 's/^Done \([0-9]*\) runs in .*/\1/p' "$LOG" | tail -n 1)
-fi
-corpus_count=$(find "$WORK/corpus" -type f | wc -l)
-echo "fuzz-short: page_call_fuzzer clean: ${runs:-?} runs in ${elapsed}s, corpus $seed_count -> $corpus_count inputs"
+  runs=$(sed -n 's/^stat::number_of_executed_units: *\([0-9]*\).*/\1/p' "$LOG" | tail -n 1)
+  if [[ -z "$runs" ]]; then
+    runs=$(sed -n 's/^Done \([0-9]*\) runs in .*/\1/p' "$LOG" | tail -n 1)
+  fi
+  corpus_count=$(find "$corpus" -type f | wc -l)
+  echo "fuzz-short: $name clean: ${runs:-?} runs in ${elapsed}s, corpus $seed_count -> $corpus_count inputs"
+}
+
+fuzz page_call_fuzzer "$SEEDS" "$DICT" "$@"
+fuzz dnssd_reply_fuzzer "$ROOT/fuzz/corpus/dnssd_reply" "" "$@"
