@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "LayerTestSupport.h"
-#include "scripted/scripted_dnssd.h"
-#include "scripted/test_responder.h"
+#include "dnssdsim/scripted_dnssd.h"
+#include "dnssdsim/test_responder.h"
 
 namespace layertest {
 
