@@ -70,6 +70,10 @@ TEST_F(DiscoveryTest, ResolveLooksEveryAddressUpAndEndsWithTheBatch) {
   EXPECT_EQ(3u, lookup.protocol);
   EXPECT_EQ(0, s->live_refs_of("DNSServiceResolve"));  // one answer per resolve
 
+  // A failed answer is dropped without a word and ends nothing.
+  ASSERT_EQ(0, s->addr_reply(nullptr, kDNSServiceFlagsMoreComing, 1, kDNSServiceErr_Unknown,
+                             "room-a.local.", AF_INET, "192.0.2.1", 120));
+  ASSERT_EQ(1, s->wait_idle(5000));
   AddrReply(kDNSServiceFlagsMoreComing, AF_INET, "192.0.2.7");
   AddrReply(0, AF_INET6, "2001:db8::7");
   const auto reports = sink.WaitFor(2);

@@ -7,6 +7,7 @@
 
 #include "LayerTestSupport.h"
 #include "Platform/Platform.h"
+#include "cpt_bonjour.h"
 #include "dnssd_api.h"
 
 namespace {
@@ -98,6 +99,11 @@ TEST_F(LoaderTest, AUsableSystemLibraryIsPreferred) {
         CHILD_CHECK(platform::SystemDaemonUsable(), 2);
         CHILD_CHECK(dnssd_api::instance().loaded(), 3);
         CHILD_CHECK(layertest::LoggedPrefix("[bonjour] load dnssd.dll\xEF\xBC\x8C 0x"), 4);
+        // With the system's daemon there, no own responder is started.
+        cpt_bonjour* bonjour = create_cpt_bonjour();
+        CHILD_CHECK(layertest::Logged("[bonjour] bonjour service is running."), 5);
+        CHILD_CHECK(!layertest::LoggedPrefix("[bonjour] load mdnsresponder.dll"), 6);
+        delete bonjour;
         std::_Exit(0);
       },
       ::testing::ExitedWithCode(0), "");
