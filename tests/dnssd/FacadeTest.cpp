@@ -1,10 +1,15 @@
 // The layer's face: users, registrations, browsing, and the own responder
 // that runs while any user lives.
+#include <netinet/in.h>
+#include <sys/socket.h>
+
 #include <memory>
+#include <thread>
 
 #include "ScriptedControl.h"
 #include "bonjour_service.h"
 #include "cpt_bonjour.h"
+#include "dnssd_discovery.h"
 
 namespace {
 
@@ -77,6 +82,32 @@ TEST_F(FacadeTest, BrowsingAgainRestartsTheBrowseAndResolvesShareItsConnection) 
   EXPECT_TRUE(layertest::LoggedPrefix("[bonjour] set bonjour sink: 0x"));
   bonjour->stop_browse_service();
   EXPECT_EQ(0, s->live_refs_of("DNSServiceBrowse"));
+}
+
+TEST_F(FacadeTest, ARoomIsBrowsedResolvedAndLookedUpThroughTheFacade) {
+  std::unique_ptr<cpt_bonjour> bonjour(create_cpt_bonjour());
+  bonjour->set_sink(&sink);
+  bonjour->start_browse_service("_tesselrooms._tcp", "");
+  ASSERT_EQ(0, s->browse_reply(nullptr, kDNSServiceFlagsAdd, 1, 0, "Room A", "_tesselrooms._tcp.", "local."));
+  ASSERT_EQ(1, s->wait_idle(5000));
+  ASSERT_EQ(1u, sink.WaitFor(1).size());
+  bonjour->resolve_service("Room A", "_tesselrooms._tcp.", "local.");
+  const std::string txt("\x07" "code=42", 8);
+  const std::string full = dnssd_discovery::full_name("Room A", "_tesselrooms._tcp.", "local.");
+  ASSERT_EQ(0, s->resolve_reply(nullptr, 0, 1, 0, full.c_str(), "room-a.local.", 443, txt.data(), 8));
+  ASSERT_EQ(1, s->wait_idle(5000));
+  ASSERT_EQ(0, s->addr_reply(nullptr, 0, 1, 0, "room-a.local.", AF_INET, "192.0.2.10", 60));
+  ASSERT_EQ(1, s->wait_idle(5000));
+  const auto reports = sink.WaitFor(2);
+  ASSERT_EQ(2u, reports.size());
+  const layertest::Report& room = reports[1];
+  EXPECT_EQ("resolve", room.kind);
+  EXPECT_EQ("room-a", room.host);
+  EXPECT_EQ("192.0.2.10", room.address);
+  EXPECT_EQ(443, room.port);
+  EXPECT_EQ("42", room.txt.at("code"));
+  EXPECT_NE(std::this_thread::get_id(), room.thread);
+  EXPECT_EQ(reports[0].thread, room.thread);  // one event thread for the whole discovery
 }
 
 TEST(FacadeNoStart, AResponderWithoutItsStartStillLetsUsersIn) {
