@@ -323,6 +323,7 @@ bool NamedThread::Start(std::function<uint32_t()> body, const std::string& name)
 
 uint32_t NamedThread::Join(uint32_t timeoutMs) {
   if (!impl_ || !impl_->thread.joinable()) return impl_ ? impl_->exitCode : 0;
+  if (impl_->thread.get_id() == std::this_thread::get_id()) return 1;  // cannot wait for itself
   bool done;
   {
     std::unique_lock<std::mutex> lock(impl_->mutex);

@@ -259,6 +259,7 @@ struct SocketWatch::Impl {
   bool started = false;  // WSAStartup succeeded, WSACleanup is owed
   SOCKET socket = INVALID_SOCKET;
   WSAEVENT event = WSA_INVALID_EVENT;
+  bool closed = false;  // the peer closed; Winsock says so only once
 };
 
 SocketWatch::SocketWatch() : impl_(new Impl) {
@@ -291,6 +292,7 @@ bool SocketWatch::Open(int socket) {
   if (impl_->event == WSA_INVALID_EVENT) return false;
   if (WSAEventSelect(s, impl_->event, FD_READ | FD_CLOSE) != 0) return false;
   impl_->socket = s;
+  impl_->closed = false;
   return true;
 }
 
@@ -312,7 +314,17 @@ uint32_t SocketWatch::Check() {
   // could swallow a close that arrived in between.
   uint32_t result = 0;
   if (reported.lNetworkEvents & FD_READ) result |= kReadable;
-  if (reported.lNetworkEvents & FD_CLOSE) result |= kClosed;
+  if (reported.lNetworkEvents & FD_CLOSE) impl_->closed = true;
+  if (impl_->closed) {
+    // The close is reported once, perhaps together with data. Keep it, and
+    // keep the loop awake while data remains to be read before it.
+    result |= kClosed;
+    char c;
+    if (recv(impl_->socket, &c, 1, MSG_PEEK) > 0) {
+      result |= kReadable;
+      WSASetEvent(impl_->event);
+    }
+  }
   return result;
 }
 

@@ -9,6 +9,7 @@ TEST(BonjourLog, PrefixesAndCutsAt1024Characters) {
   set_bonjour_logger(nullptr);
   bonjour_log("f", "g", "%s", "dropped: no logger");
   layertest::InstallLogger();
+  layertest::ClearLogs();
   bonjour_log("as/Common/bonjour/dns_service", "dns_service::publish", "publish service, %s, %d",
               "room", 7);
   const std::string longText(3000, 'x');

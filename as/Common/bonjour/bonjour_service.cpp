@@ -1,6 +1,7 @@
 #include "bonjour_service.h"
 
 #include "bonjour_log.h"
+#include "dnssd_api.h"
 #include "dnssd_types.h"
 
 namespace {
@@ -20,10 +21,13 @@ bool bonjour_service::responder_loaded() const {
 }
 
 void bonjour_service::start() {
+  std::lock_guard<std::mutex> lifecycle(lifecycle_);
   const int32_t count = ++refcount_;
   bonjour_log(kFile, "bonjour_service::start", "bonjour_service::start, refcount: %d", count);
   if (count >= 2) return;
-  if (platform::SystemDaemonUsable()) {
+  // The same choice as the client library's: a daemon that appears later
+  // must not leave the own client library without its responder.
+  if (dnssd_api::instance().uses_system_daemon()) {
     bonjour_log(kFile, "bonjour_service::start", "bonjour service is running.");
     return;
   }
@@ -63,6 +67,7 @@ uint32_t bonjour_service::bonjour_server_thread() {
 }
 
 void bonjour_service::stop() {
+  std::lock_guard<std::mutex> lifecycle(lifecycle_);
   const int32_t count = --refcount_;
   bonjour_log(kFile, "bonjour_service::stop", "bonjour_service::stop, refcount: %d", count);
   if (count >= 1) return;
@@ -79,7 +84,8 @@ void bonjour_service::stop() {
         stop();
     }
   }
-  if (thread) thread->Join();
+  // A responder that did not end in time keeps its module loaded.
+  if (thread && thread->Join() != 0) return;
   std::lock_guard<std::mutex> lock(mutex_);
   if (responder_ == responder && responder) {
     platform::FreeLibrary(responder_);

@@ -25,6 +25,7 @@ class bonjour_service {
   bonjour_service() = default;
   uint32_t bonjour_server_thread();
 
+  std::mutex lifecycle_;      // one start or stop at a time
   mutable std::mutex mutex_;  // the module handle and the server thread
   platform::LibraryHandle responder_ = nullptr;
   std::atomic<int32_t> refcount_{0};

@@ -27,7 +27,8 @@ dnssd_api& dnssd_api::instance() {
 
 dnssd_api::dnssd_api() {
   bonjour_service::instance();
-  if (platform::SystemDaemonUsable()) {
+  system_daemon_ = platform::SystemDaemonUsable();
+  if (system_daemon_) {
     module_ = platform::LoadLibraryByName(platform::SystemClientLibraryName());
     bonjour_log(kFile, "dnssd_api::dnssd_api", "load dnssd.dll\xEF\xBC\x8C %p", module_);
   } else {

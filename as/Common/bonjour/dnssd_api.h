@@ -52,6 +52,8 @@ class dnssd_api {
                                     const void* value);
 
   bool loaded() const { return module_ != nullptr; }
+  // Whether the system's daemon was found usable when the library was chosen.
+  bool uses_system_daemon() const { return system_daemon_; }
 
  private:
   dnssd_api();
@@ -61,4 +63,5 @@ class dnssd_api {
   }
 
   platform::LibraryHandle module_ = nullptr;
+  bool system_daemon_ = false;
 };

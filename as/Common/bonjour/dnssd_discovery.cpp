@@ -229,6 +229,9 @@ void dnssd_discovery::on_service_resolve(DNSServiceErrorType error, DNSServiceFl
                              : std::string();
   }
   if (error == kDNSServiceErr_NoError) {
+    // A second answer for the same round replaces the look-up of the first.
+    if (service.addr_ref) api.ref_deallocate(service.addr_ref);
+    service.addr_ref = nullptr;
     DNSServiceRef lookup = connection;
     api.get_addr_info(&lookup, kShared, 0, kDNSServiceProtocol_IPv4 | kDNSServiceProtocol_IPv6,
                       hosttarget.c_str(), &dnssd_discovery::getAddrInfoCallback, this);

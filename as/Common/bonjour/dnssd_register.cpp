@@ -30,6 +30,7 @@ dnssd_register::~dnssd_register() {
 bool dnssd_register::start(const dns_service_record& record) {
   dnssd_api& api = dnssd_api::instance();
   std::vector<unsigned char> txt;
+  uint64_t generation;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     if (ref_.load()) return false;  // one service at a time
@@ -49,19 +50,26 @@ bool dnssd_register::start(const dns_service_record& record) {
     }
     api.txt_deallocate(&record_txt);
     txt = txt_;
+    generation = generation_;
+    cancel_.Reset();  // a stop before this start must not cut it short
   }
-  cancel_.Reset();  // a stop before this start must not cut it short
   DNSServiceRef ref = nullptr;
   DNSServiceErrorType error = api.register_service(
       &ref, 0, 0, record.name.c_str(), record.type.c_str(), record.domain.c_str(), nullptr,
       ToNetworkOrder(record.port), static_cast<uint16_t>(txt.size()),
       txt.empty() ? nullptr : txt.data(), &dnssd_register::registerCallback, this, &cancel_);
-  if (error == kDNSServiceErr_NoError) {
-    ref_ = ref;
-    if (start_thread()) return true;
-  } else if (ref) {
-    api.ref_deallocate(ref);
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (generation != generation_) {
+      // Stopped while registering: the service is withdrawn before it lived.
+      if (error == kDNSServiceErr_NoError && ref) api.ref_deallocate(ref);
+      if (error == kDNSServiceErr_NoError) return false;
+    } else if (error == kDNSServiceErr_NoError) {
+      ref_ = ref;
+      if (start_thread()) return true;
+    }
   }
+  if (error != kDNSServiceErr_NoError && ref) api.ref_deallocate(ref);
   bonjour_log(kFile, "dnssd_register::start", "error: register service (%s, %s, %s, %d) failed, %d",
               record.name.c_str(), record.type.c_str(), record.domain.c_str(), record.port, error);
   stop();
@@ -71,10 +79,11 @@ bool dnssd_register::start(const dns_service_record& record) {
 
 void dnssd_register::stop() {
   cancel_.Set();
+  std::lock_guard<std::mutex> lock(mutex_);
+  ++generation_;
   // The thread ends before its reference goes, so no reply is processed on
   // a reference that no longer exists.
   stop_thread();
-  std::lock_guard<std::mutex> lock(mutex_);
   if (DNSServiceRef ref = ref_.exchange(nullptr)) dnssd_api::instance().ref_deallocate(ref);
   txt_.clear();
   txt_length_ = 0;

@@ -27,5 +27,6 @@ class dnssd_register : public dnssd_thread {
   mutable std::mutex mutex_;  // the TXT copy and the reference, against a concurrent stop
   std::vector<unsigned char> txt_;
   uint16_t txt_length_ = 0;
+  uint64_t generation_ = 0;  // counts stops: a start that a stop overtook gives up
   platform::Event cancel_{platform::Event::kAutoReset};
 };

@@ -36,10 +36,13 @@ uint32_t dnssd_thread::event_loop() {
   while (!stop_) {
     if (!socket_.wait()) continue;
     const uint32_t events = socket_.check();
-    if (events & dnssd_socket::readable)
-      api.process_result(ref);  // both together: only the read is handled
-    else if (events & dnssd_socket::closed)
+    if (events & dnssd_socket::readable) {
+      // Both together: only the read is handled. A read that fails means the
+      // daemon is gone; trying again would only spin.
+      if (api.process_result(ref) != kDNSServiceErr_NoError) stop_ = true;
+    } else if (events & dnssd_socket::closed) {
       stop_ = true;  // the daemon went away
+    }
   }
   looping_ = false;
   socket_.close();
