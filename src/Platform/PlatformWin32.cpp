@@ -336,23 +336,6 @@ void SocketWatch::Close() {
   impl_->socket = INVALID_SOCKET;
 }
 
-// ---- addresses
-
-std::string AddressText(const struct sockaddr* address, bool* ipv4) {
-  if (ipv4) *ipv4 = true;
-  if (!address) return std::string();
-  char text[256] = {};
-  if (address->sa_family == AF_INET) {
-    const auto* in = reinterpret_cast<const sockaddr_in*>(address);
-    if (!inet_ntop(AF_INET, &in->sin_addr, text, sizeof text)) return std::string();
-  } else if (address->sa_family == AF_INET6) {
-    const auto* in6 = reinterpret_cast<const sockaddr_in6*>(address);
-    if (!inet_ntop(AF_INET6, &in6->sin6_addr, text, sizeof text)) return std::string();
-    if (ipv4) *ipv4 = false;
-  }
-  return text;
-}
-
 // ---- threads
 
 namespace {

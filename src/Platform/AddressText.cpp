@@ -1,0 +1,30 @@
+// Socket addresses as text, the same on every platform.
+#if defined(_WIN32)
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#else
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#endif
+
+#include "Platform/Platform.h"
+
+namespace platform {
+
+std::string AddressText(const struct sockaddr* address, bool* ipv4) {
+  if (ipv4) *ipv4 = true;
+  if (!address) return std::string();
+  char text[256] = {};
+  if (address->sa_family == AF_INET) {
+    const auto* in = reinterpret_cast<const sockaddr_in*>(address);
+    if (!inet_ntop(AF_INET, &in->sin_addr, text, sizeof text)) return std::string();
+  } else if (address->sa_family == AF_INET6) {
+    const auto* in6 = reinterpret_cast<const sockaddr_in6*>(address);
+    if (!inet_ntop(AF_INET6, &in6->sin6_addr, text, sizeof text)) return std::string();
+    if (ipv4) *ipv4 = false;
+  }
+  return text;
+}
+
+}  // namespace platform
