@@ -161,7 +161,7 @@ int32_t AtriumJsHandler::QueryCachedMsg(const AtriumJsReq& req, AtriumJsRes& res
     if (!key.isString()) continue;
     const std::string name = key.asString();
     Json::Value item(Json::objectValue);
-    item["key"] = key;
+    item["key"] = Json::Value(name);  // the text only: a comment on it stays behind
     item["value"] = Json::Value();
     if (EqualsNoCase(name, "usbMsg")) {
       auto action = client->TakePendAction(kPendActionUSBMsg);

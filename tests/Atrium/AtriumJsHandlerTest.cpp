@@ -116,6 +116,15 @@ TEST_F(PageFunctionsTest, QueryCachedMsgTakesEachCachedMessageOnce) {
   ASSERT_EQ(1u, reply["result"].size());
   EXPECT_TRUE(reply["result"][0]["value"].isNull());
   EXPECT_TRUE(CallFunction("queryCachedMsg", "{}").isNull());
+  // A comment in the call is not echoed into the reply (it may hold anything, NUL included).
+  hostsim::ClearWebViewScripts(L"main");
+  using namespace std::string_literals;
+  client->JsHandler().HandleJsMessage(
+      L"main", "{\"functionName\":\"queryCachedMsg\",\"jsCallId\":\"c\",\"params\":"
+               "[{\"key\":\"usbMsg\" // note \0 here\n}]}"s);
+  const auto scripts = hostsim::WebViewScripts(L"main");
+  ASSERT_EQ(1u, scripts.size());
+  EXPECT_EQ(std::wstring::npos, scripts[0].find(L"//"));
   EXPECT_EQ(Json::Value(""), CallFunction("queryCachedMsg", "[]")["result"]);
 }
 
