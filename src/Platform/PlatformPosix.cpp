@@ -23,15 +23,12 @@
 #include <thread>
 
 #include "Platform/Platform.h"
+#include "Platform/PlatformInternal.h"
 #include "dnssd_types.h"
 
 namespace platform {
-namespace {
 
-std::mutex g_overrideMutex;
-std::string g_moduleDirOverride;
-std::string g_systemLibraryOverride;
-
+namespace internal {
 std::string OwnModuleFolder() {
   Dl_info info;
   if (dladdr(reinterpret_cast<void*>(&OwnModuleFolder), &info) == 0 || !info.dli_fname)
@@ -42,6 +39,9 @@ std::string OwnModuleFolder() {
   const auto slash = path.rfind('/');
   return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
+}  // namespace internal
+
+namespace {
 
 // Polls one descriptor; returns its revents, 0 on time-out or failure.
 short PollOne(int fd, short events, int timeoutMs) {
@@ -82,14 +82,6 @@ void FreeLibrary(LibraryHandle library) {
   if (library) dlclose(library);
 }
 
-std::string ModuleDirectory() {
-  {
-    std::lock_guard<std::mutex> lock(g_overrideMutex);
-    if (!g_moduleDirOverride.empty()) return g_moduleDirOverride;
-  }
-  return OwnModuleFolder();
-}
-
 bool IsTrustedModule(const std::string& path) {
   struct stat st;
   if (lstat(path.c_str(), &st) != 0) return false;
@@ -125,16 +117,6 @@ bool SystemDaemonUsable() {
   dlclose(library);
   return usable;
 }
-
-const char* SystemClientLibraryName() {
-  std::lock_guard<std::mutex> lock(g_overrideMutex);
-  // The override lives until the next SetSystemClientLibrary, which tests
-  // call only while the layer is idle.
-  return g_systemLibraryOverride.empty() ? "libdns_sd.so.1" : g_systemLibraryOverride.c_str();
-}
-
-const char* OwnClientLibraryName() { return "libmdnsclient.so"; }
-const char* OwnResponderLibraryName() { return "libmdnsresponder.so"; }
 
 // ---- events: an eventfd whose counter is the signalled state
 
@@ -333,19 +315,6 @@ std::string NamedThread::TableName(int slot) {
 }
 
 uint64_t NamedThread::AbandonedThreadId() { return g_abandonedThreadId; }
-
-// ---- test hooks
-
-namespace testing {
-void SetModuleDirectory(const std::string& folder) {
-  std::lock_guard<std::mutex> lock(g_overrideMutex);
-  g_moduleDirOverride = folder;
-}
-void SetSystemClientLibrary(const std::string& nameOrPath) {
-  std::lock_guard<std::mutex> lock(g_overrideMutex);
-  g_systemLibraryOverride = nameOrPath;
-}
-}  // namespace testing
 
 }  // namespace platform
 

@@ -26,6 +26,7 @@
 #include <mutex>
 
 #include "Platform/Platform.h"
+#include "Platform/PlatformInternal.h"
 
 #if defined(_MSC_VER)
 #pragma comment(lib, "ws2_32.lib")
@@ -34,10 +35,6 @@
 
 namespace platform {
 namespace {
-
-std::mutex g_overrideMutex;
-std::string g_moduleDirOverride;
-std::string g_systemLibraryOverride;
 
 // Any object of this file will do: its address tells which module we are.
 const char kModuleAnchor = 0;
@@ -72,6 +69,9 @@ std::string ToUtf8(const wchar_t* text, size_t length) {
   return out;
 }
 
+}  // namespace
+
+namespace internal {
 // The folder this module was loaded from, "" when it cannot be told.
 std::string OwnModuleFolder() {
   HMODULE module = nullptr;
@@ -89,6 +89,9 @@ std::string OwnModuleFolder() {
   if (cut == 0) return std::string();
   return ToUtf8(path, cut - 1);
 }
+}  // namespace internal
+
+namespace {
 
 // Whether libraries loaded from the module's folder may also resolve their
 // own dependencies from the host application's folder. The host installs
@@ -142,18 +145,6 @@ void* GetSymbol(LibraryHandle library, const char* name) {
 
 void FreeLibrary(LibraryHandle library) {
   if (library) ::FreeLibrary(static_cast<HMODULE>(library));
-}
-
-std::string ModuleDirectory() {
-  try {
-    {
-      std::lock_guard<std::mutex> lock(g_overrideMutex);
-      if (!g_moduleDirOverride.empty()) return g_moduleDirOverride;
-    }
-    return OwnModuleFolder();
-  } catch (...) {
-    return std::string();
-  }
 }
 
 bool IsTrustedModule(const std::string& path) {
@@ -212,16 +203,6 @@ bool SystemDaemonUsable() {
   FreeLibrary(trial);
   return true;
 }
-
-const char* SystemClientLibraryName() {
-  std::lock_guard<std::mutex> lock(g_overrideMutex);
-  // The override lives until the next SetSystemClientLibrary, which tests
-  // call only while the layer is idle.
-  return g_systemLibraryOverride.empty() ? "dnssd.dll" : g_systemLibraryOverride.c_str();
-}
-
-const char* OwnClientLibraryName() { return "mdnsclient.dll"; }
-const char* OwnResponderLibraryName() { return "mdnsresponder.dll"; }
 
 // ---- events
 
@@ -484,19 +465,6 @@ std::string NamedThread::TableName(int slot) {
 }
 
 uint64_t NamedThread::AbandonedThreadId() { return g_abandonedThreadId; }
-
-// ---- test hooks
-
-namespace testing {
-void SetModuleDirectory(const std::string& folder) {
-  std::lock_guard<std::mutex> lock(g_overrideMutex);
-  g_moduleDirOverride = folder;
-}
-void SetSystemClientLibrary(const std::string& nameOrPath) {
-  std::lock_guard<std::mutex> lock(g_overrideMutex);
-  g_systemLibraryOverride = nameOrPath;
-}
-}  // namespace testing
 
 }  // namespace platform
 
