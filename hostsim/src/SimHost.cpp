@@ -36,6 +36,8 @@ void Reset() {
   ResetTasks();
   ResetTimers();
   ResetHID();
+  ResetRooms();
+  ResetWebService();
   s.webViews.clear();
   s.sessionState = 0;
   s.webToken.clear();

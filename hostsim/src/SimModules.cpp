@@ -70,6 +70,16 @@ class SimPTApp : public IKitModule, public tesselus::INWPTAppAPI {
     data["kind"] = kind;
     LogEvent("openAddress", std::move(data));
   }
+  tesselus::IKRController* GetRoomController() override {
+    return State().Fails("ptapp.roomcontroller") ? nullptr : RoomController();
+  }
+  Kit::CStringA GetRoomControllerKey() override { return kRoomControllerKey; }
+  bool SendToMeetingProcess(int kind, const char* data, std::size_t length) override {
+    return SendRoomMessage(Side::Main, kind, data, length);
+  }
+  NW_webservice::IWebService* GetWebService() override {
+    return State().Fails("ptapp.webservice") ? nullptr : WebService();
+  }
 
  private:
   SimSession session_;
@@ -89,6 +99,9 @@ class SimConfApp : public IKitModule, public tesselus::IConfAppAPI {
     if (category != tesselus::kWebSettingsCategory || item != tesselus::kWebSettingsItem)
       return nullptr;
     return &settings_;
+  }
+  bool SendToMainProcess(int kind, const char* data, std::size_t length) override {
+    return SendRoomMessage(Side::Meeting, kind, data, length);
   }
 
  private:

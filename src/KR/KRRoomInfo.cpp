@@ -168,21 +168,21 @@ void ReadRoomInfo(const Json::Value& v, KRRoomInfo& r) {
   FromJson(v["account"], r.account);
 }
 
-bool KRRoomBasic::operator==(const KRRoomBasic& o) const { return Equal(*this, o, kBasic); }
-bool KRFeatureList::operator==(const KRFeatureList& o) const { return Equal(*this, o, kFeatures); }
-bool KRRoomInitInfo::operator==(const KRRoomInitInfo& o) const {
-  return Equal(*this, o, kInit) && feature_list == o.feature_list;
+bool operator==(const KRRoomBasic& a, const KRRoomBasic& o) { return Equal(a, o, kBasic); }
+bool operator==(const KRFeatureList& a, const KRFeatureList& o) { return Equal(a, o, kFeatures); }
+bool operator==(const KRRoomInitInfo& a, const KRRoomInitInfo& o) {
+  return Equal(a, o, kInit) && a.feature_list == o.feature_list;
 }
-bool KRRoomMeetingInfo::operator==(const KRRoomMeetingInfo& o) const {
-  return Equal(*this, o, kMeeting);
+bool operator==(const KRRoomMeetingInfo& a, const KRRoomMeetingInfo& o) {
+  return Equal(a, o, kMeeting);
 }
-bool KRRoomAccount::operator==(const KRRoomAccount& o) const { return Equal(*this, o, kAccount); }
-bool KRRoomInfo::operator==(const KRRoomInfo& o) const {
-  return basic == o.basic && initInfo == o.initInfo && meetingInfo == o.meetingInfo &&
-         account == o.account;
+bool operator==(const KRRoomAccount& a, const KRRoomAccount& o) { return Equal(a, o, kAccount); }
+bool operator==(const KRRoomInfo& a, const KRRoomInfo& o) {
+  return a.basic == o.basic && a.initInfo == o.initInfo && a.meetingInfo == o.meetingInfo &&
+         a.account == o.account;
 }
-bool KRPersonalRoom::operator==(const KRPersonalRoom& o) const {
-  return Equal(*this, o, kPersonalRoom);
+bool operator==(const KRPersonalRoom& a, const KRPersonalRoom& o) {
+  return Equal(a, o, kPersonalRoom);
 }
 
 }  // namespace tessel_atriumclient

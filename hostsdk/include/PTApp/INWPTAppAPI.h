@@ -2,7 +2,11 @@
 // "tesselus.class.INWPTAppAPI".
 #pragma once
 
+#include <cstddef>
+
 #include "HostCommon/HostUser.h"
+#include "KRC/IKRController.h"
+#include "NW_webservice/WebService.h"
 
 namespace tesselus {
 
@@ -21,6 +25,10 @@ class KIT_API IPTSession {
 // Kinds of the open-address request.
 constexpr int kOpenAddressExternal = 5;
 
+// Message kind of the plug-in's room messages from the main application to
+// the meeting process.
+constexpr int kMsgToMeetingProcess = 20089;
+
 class KIT_API INWPTAppAPI {
  public:
   virtual ~INWPTAppAPI();
@@ -29,6 +37,13 @@ class KIT_API INWPTAppAPI {
   virtual IHostSettings* GetSettings(int category, int item) = 0;
   // Opens `address` the way `kind` says (5: outside the client's web view).
   virtual void OpenAddress(const wchar_t* address, int kind) = 0;
+  // The room-controller component and the key its sinks register under.
+  virtual IKRController* GetRoomController() = 0;
+  virtual Kit::CStringA GetRoomControllerKey() = 0;
+  // Hands `length` bytes of `data` to the meeting process as a message of
+  // `kind`. False when there is no meeting process to take it.
+  virtual bool SendToMeetingProcess(int kind, const char* data, std::size_t length) = 0;
+  virtual NW_webservice::IWebService* GetWebService() = 0;
 };
 
 }  // namespace tesselus

@@ -53,7 +53,8 @@ void AddTrustedAddress(const std::wstring& address);
 // Makes one look-up of the host fail (or succeed again). Names: "service"
 // (the module registry), any module identifier, any interface name, and
 // "webview.manager", "ptapp.session", "ptapp.user", "ptapp.settings",
-// "conf.user", "conf.settings", "tasks.manager", "hid.create".
+// "ptapp.roomcontroller", "ptapp.webservice", "conf.user", "conf.settings",
+// "tasks.manager", "hid.create".
 void SetLookupFails(const std::string& name, bool fails);
 
 // ---- web views
