@@ -274,6 +274,14 @@ void KRPairHandler::OnConnectionLostNoCode() {
 void KRPairHandler::ConnectionLost(int32_t code, const Kit::CStringW& message) {
   const KRRoomInfo old = service_->roomInfo;
   service_->ClearRoomInfo();
+  // The twin hears of the loss before the new state, so that it too still
+  // sees the paired state and tells its host once.
+  if (isMainAppSide_) {
+    Json::Value m = Message(kMsgConnectionLost);
+    m["code"] = code;
+    m["msg"] = JsonText::Utf8(message);
+    Send(m);
+  }
   if (pairState_ == kPairPaired) {
     if (pendingPairKey_.empty()) {
       SetPairState(kPairIdle);
@@ -283,12 +291,6 @@ void KRPairHandler::ConnectionLost(int32_t code, const Kit::CStringW& message) {
     } else {
       SetPairState(kPairFailed);
     }
-  }
-  if (isMainAppSide_) {
-    Json::Value m = Message(kMsgConnectionLost);
-    m["code"] = code;
-    m["msg"] = JsonText::Utf8(message);
-    Send(m);
   }
 }
 
