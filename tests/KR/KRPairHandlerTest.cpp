@@ -7,13 +7,6 @@ using tessel_atriumclient::KRRoomInfo;
 
 namespace {
 
-std::vector<int> Statuses(const std::wstring& view) {
-  std::vector<int> out;
-  for (const Json::Value& d : NotificationData(view, "onUpdatePairStatus"))
-    out.push_back(d["status"].asInt());
-  return out;
-}
-
 class PairTest : public RoomTest {};
 
 TEST_F(PairTest, SharingKeyFromMeetingWindowPairsBothHalves) {
