@@ -10,6 +10,33 @@
 
 PluginLoader::~PluginLoader() { Unload(); }
 
+bool PluginLoader::LoadEntries(const std::string& path, PluginEntries& entries,
+                               std::string& error) {
+  if (!Load(path, error)) return false;
+  entries.getClient = reinterpret_cast<GetAtriumClientFn>(Symbol("GetAtriumClient"));
+  entries.destroyClient = reinterpret_cast<DestroyAtriumClientFn>(Symbol("DestroyAtriumClient"));
+  if (!entries.getClient || !entries.destroyClient) {
+    error = "the plug-in lacks the client exports";
+    return false;
+  }
+  entries.getRoomService[0] = reinterpret_cast<GetKRServiceFn>(Symbol("GetKRServicePT"));
+  entries.destroyRoomService[0] = reinterpret_cast<DestroyKRServiceFn>(Symbol("DestroyKRServicePT"));
+  entries.getRoomService[1] = reinterpret_cast<GetKRServiceFn>(Symbol("GetKRServiceConf"));
+  entries.destroyRoomService[1] =
+      reinterpret_cast<DestroyKRServiceFn>(Symbol("DestroyKRServiceConf"));
+  return true;
+}
+
+std::string PluginLoader::ExecutableDir() {
+  const std::string path = ExecutablePath();
+#if defined(_WIN32)
+  const auto slash = path.find_last_of("\\/");
+#else
+  const auto slash = path.rfind('/');
+#endif
+  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
 #if defined(_WIN32)
 
 bool PluginLoader::Load(const std::string& path, std::string& error) {
@@ -29,12 +56,10 @@ void PluginLoader::Unload() {
   handle_ = nullptr;
 }
 
-std::string PluginLoader::ExecutableDir() {
+std::string PluginLoader::ExecutablePath() {
   char buf[MAX_PATH];
   DWORD n = GetModuleFileNameA(nullptr, buf, MAX_PATH);
-  std::string path(buf, n);
-  const auto slash = path.find_last_of("\\/");
-  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+  return std::string(buf, n);
 }
 
 #else
@@ -56,13 +81,11 @@ void PluginLoader::Unload() {
   handle_ = nullptr;
 }
 
-std::string PluginLoader::ExecutableDir() {
+std::string PluginLoader::ExecutablePath() {
   char buf[PATH_MAX];
   const ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
   if (n <= 0) return std::string();
-  std::string path(buf, static_cast<size_t>(n));
-  const auto slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+  return std::string(buf, static_cast<size_t>(n));
 }
 
 #endif

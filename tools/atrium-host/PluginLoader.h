@@ -4,6 +4,18 @@
 
 #include <string>
 
+#include "AtriumClientApi.h"
+#include "KRServiceApi.h"
+
+// The plug-in's entry points as the host found them. The room services'
+// entries are null when the plug-in lacks them; the room operations then fail.
+struct PluginEntries {
+  GetAtriumClientFn getClient = nullptr;
+  DestroyAtriumClientFn destroyClient = nullptr;
+  GetKRServiceFn getRoomService[2] = {nullptr, nullptr};  // by side: main, meeting
+  DestroyKRServiceFn destroyRoomService[2] = {nullptr, nullptr};
+};
+
 class PluginLoader {
  public:
   PluginLoader() = default;
@@ -15,7 +27,11 @@ class PluginLoader {
   void* Symbol(const char* name) const;
   void Unload();
 
-  // The folder of the running executable (empty when unknown).
+  // Loads `path` and finds the entry points; false without the client's.
+  bool LoadEntries(const std::string& path, PluginEntries& entries, std::string& error);
+
+  // The running executable and its folder (empty when unknown).
+  static std::string ExecutablePath();
   static std::string ExecutableDir();
 
  private:

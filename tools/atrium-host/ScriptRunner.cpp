@@ -8,6 +8,9 @@
 #include <ostream>
 #include <sstream>
 
+#include "RoomSinks.h"
+#include "hostsim/SimRooms.h"
+
 namespace {
 
 std::wstring Wide(const std::string& s) { return Kit::kit_str_convert::Utf8ToWide(s); }
@@ -39,68 +42,104 @@ bool Need(const Json::Value& op, const char* member, bool (Json::Value::*is)() c
 
 }  // namespace
 
-ScriptRunner::ScriptRunner(GetAtriumClientFn get, DestroyAtriumClientFn destroy, std::ostream& out)
-    : get_(get), destroy_(destroy), out_(out) {
+ScriptRunner::ScriptRunner(const PluginEntries& entries, std::ostream& out)
+    : entries_(entries), out_(out) {
   hostsim::SetEventListener([this](const hostsim::SimEvent& e) { PrintEvent(e); });
 }
 
-ScriptRunner::~ScriptRunner() { hostsim::SetEventListener(nullptr); }
-
-void ScriptRunner::Print(const Json::Value& line) {
-  static const std::unique_ptr<Json::StreamWriter> writer = [] {
-    Json::StreamWriterBuilder b;
-    b["indentation"] = "";
-    b["emitUTF8"] = true;
-    return std::unique_ptr<Json::StreamWriter>(b.newStreamWriter());
-  }();
-  // "event" leads the line; the other members follow in the writer's order.
-  Json::Value rest = line;
-  Json::Value event;
-  rest.removeMember("event", &event);
-  std::ostringstream body;
-  writer->write(rest, &body);
-  std::string text = body.str();
-  if (!event.isNull()) {
-    std::ostringstream head;
-    writer->write(event, &head);
-    text = "{\"event\":" + head.str() + (text == "{}" ? "}" : "," + text.substr(1));
-  }
-  out_ << text << '\n';
-  out_.flush();
+ScriptRunner::~ScriptRunner() {
+  hostsim::SetEventListener(nullptr);
+  // Whatever the script left wired points at this runner.
+  hostsim::SetRoomMessageReceiver(hostsim::Side::Main, nullptr);
+  hostsim::SetRoomMessageReceiver(hostsim::Side::Meeting, nullptr);
+  hostsim::SetPairAnswerHandler(nullptr);
 }
 
+void ScriptRunner::Shutdown() {
+  for (int side = 0; side < 2; ++side)
+    if (rooms_[side].service) DestroyRoomService(side);
+  if (entries_.destroyClient) entries_.destroyClient();  // nothing when there is none
+  client_ = nullptr;
+  hostsim::SetEventListener(nullptr);
+  hostsim::Reset();
+}
+
+// Never throws: it runs inside the plug-in's calls to the host.
+void ScriptRunner::Print(const Json::Value& line) {
+  try {
+    static const std::unique_ptr<Json::StreamWriter> writer = [] {
+      Json::StreamWriterBuilder b;
+      b["indentation"] = "";
+      b["emitUTF8"] = true;
+      return std::unique_ptr<Json::StreamWriter>(b.newStreamWriter());
+    }();
+    // "event" leads the line; the other members follow in the writer's order.
+    Json::Value rest = line;
+    Json::Value event;
+    rest.removeMember("event", &event);
+    if (!process_.empty() && !rest.isMember("process")) rest["process"] = process_;
+    std::ostringstream body;
+    writer->write(rest, &body);
+    std::string text = body.str();
+    if (!event.isNull()) {
+      std::ostringstream head;
+      writer->write(event, &head);
+      text = "{\"event\":" + head.str() + (text == "{}" ? "}" : "," + text.substr(1));
+    }
+    out_ << text << '\n';
+    out_.flush();
+  } catch (const std::exception&) {
+    // Out of memory while printing: the line is lost, the run goes on.
+  }
+}
+
+// Never throws: the simulated host calls it while it serves the plug-in.
 void ScriptRunner::PrintEvent(const hostsim::SimEvent& event) {
-  Json::Value line(Json::objectValue);
-  line["event"] = event.kind;
-  for (const auto& name : event.data.getMemberNames()) line[name] = event.data[name];
-  if (event.kind == "script") line["payload"] = ScriptPayload(event.data["script"].asString());
-  Print(line);
+  try {
+    Json::Value line(Json::objectValue);
+    line["event"] = event.kind;
+    for (const auto& name : event.data.getMemberNames()) line[name] = event.data[name];
+    if (event.kind == "script") line["payload"] = ScriptPayload(event.data["script"].asString());
+    Print(line);
+  } catch (const std::exception&) {
+  }
 }
 
 int ScriptRunner::Run(std::istream& in) {
-  std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
   std::string text;
   int failures = 0;
-  for (int number = 1; std::getline(in, text); ++number) {
-    const auto first = text.find_first_not_of(" \t\r");
-    if (first == std::string::npos || text[first] == '#') continue;
+  for (int number = 1; std::getline(in, text); ++number)
+    if (!RunText(text, number)) ++failures;
+  return failures;
+}
+
+bool ScriptRunner::RunText(const std::string& text, int number) {
+  const auto first = text.find_first_not_of(" \t\r");
+  if (first == std::string::npos || text[first] == '#') return true;
+  std::string error;
+  try {
+    std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     Json::Value op;
-    std::string error;
     if (!reader->parse(text.data(), text.data() + text.size(), &op, &error) || !op.isObject()) {
       if (error.empty()) error = "a line must be one JSON object";
     } else {
       RunLine(op, error);
     }
-    if (!error.empty()) {
-      ++failures;
-      Json::Value line(Json::objectValue);
-      line["event"] = "error";
-      line["line"] = number;
-      line["message"] = error;
-      Print(line);
-    }
+  } catch (const std::exception& e) {  // a member of the wrong type, nesting too deep
+    error = e.what();
+    if (error.empty()) error = "the line could not be run";
   }
-  return failures;
+  if (error.empty()) return true;
+  PrintError(number, error);
+  return false;
+}
+
+void ScriptRunner::PrintError(int number, const std::string& message) {
+  Json::Value line(Json::objectValue);
+  line["event"] = "error";
+  line["line"] = number;
+  line["message"] = message;
+  Print(line);
 }
 
 bool ScriptRunner::RunLine(const Json::Value& op, std::string& error) {
@@ -184,6 +223,16 @@ bool ScriptRunner::RunLine(const Json::Value& op, std::string& error) {
     hostsim::AdvanceClock(op["ms"].asInt64());
   } else if (name.compare(0, 7, "client.") == 0) {
     return ClientOp(name.substr(7), op, error);
+  } else if (name.compare(0, 5, "room.") == 0) {
+    return RoomOp(name.substr(5), op, error);
+  } else if (name.compare(0, 6, "rooms.") == 0) {
+    return RoomsOp(name.substr(6), op, error);
+  } else if (name.compare(0, 4, "krc.") == 0) {
+    return ControllerOp(name.substr(4), op, error);
+  } else if (name.compare(0, 4, "web.") == 0) {
+    return WebOp(name.substr(4), op, error);
+  } else if (name.compare(0, 6, "relay.") == 0) {
+    return RelayOp(name.substr(6), op, error);
   } else {
     error = "unknown op \"" + name + "\"";
     return false;
@@ -222,11 +271,11 @@ bool ScriptRunner::HostSet(const Json::Value& op, std::string& error) {
 
 bool ScriptRunner::ClientOp(const std::string& name, const Json::Value& op, std::string& error) {
   if (name == "create") {
-    client_ = get_();
+    client_ = entries_.getClient();
     return true;
   }
   if (name == "destroy") {
-    destroy_();
+    entries_.destroyClient();
     client_ = nullptr;
     return true;
   }
