@@ -176,7 +176,8 @@ bool BaseJsHandler::ParseRequest(const Kit::CStringA& messageText, AtriumJsReq& 
   req.jsCallId = std::move(jsCallId);
   req.functionName = std::move(functionName);
   // The parsed tree is ours and about to go: take "params" out of it whole.
-  if (const Json::Value* params = root.find("params", "params" + 6))
+  static constexpr char kParams[] = "params";
+  if (const Json::Value* params = root.find(kParams, kParams + sizeof(kParams) - 1))
     req.params.swap(*const_cast<Json::Value*>(params));
   return true;
 }

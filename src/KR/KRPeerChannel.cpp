@@ -19,8 +19,9 @@ bool SendToPeer(const Json::Value& message, int32_t fromMainAppSide) {
 }
 
 int32_t RoomMessageType(const Json::Value& message) {
+  static constexpr char kType[] = "type";
   if (!message.isObject()) return 0;
-  const Json::Value* type = message.find("type", "type" + 4);
+  const Json::Value* type = message.find(kType, kType + sizeof(kType) - 1);
   return (type && type->isInt()) ? type->asInt() : 0;
 }
 

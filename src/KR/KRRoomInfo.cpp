@@ -147,9 +147,10 @@ void FromJson(const Json::Value& v, KRRoomAccount& r) { Read(v, r, kAccount); }
 void FromJson(const Json::Value& v, KRPersonalRoom& r) { Read(v, r, kPersonalRoom); }
 
 void FromJson(const Json::Value& v, KRRoomInitInfo& r) {
+  static constexpr char kFeatureList[] = "feature_list";
   if (!v.isObject()) return;
   Read(v, r, kInit);
-  const Json::Value* features = v.find("feature_list", "feature_list" + 12);
+  const Json::Value* features = v.find(kFeatureList, kFeatureList + sizeof(kFeatureList) - 1);
   if (features && features->isObject()) FromJson(*features, r.feature_list);
 }
 
