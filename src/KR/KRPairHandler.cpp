@@ -125,7 +125,8 @@ int32_t KRPairHandler::Start(uint32_t generate, Kit::CStringW& pairKey) {
     pairKey = service_->roomInfo.basic.roomJID;
     return 1;
   }
-  if (pairState_ == kPairFailed) SetPairState(kPairIdle);
+  // The meeting half only mirrors the state; its twin owns it.
+  if (pairState_ == kPairFailed && isMainAppSide_) SetPairState(kPairIdle);
   if (generate == 0) {
     pairKey = pendingPairKey_;
     return 1;
