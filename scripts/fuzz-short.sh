@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Short, bounded libFuzzer runs of every fuzz target, as CI runs them:
-# page_call_fuzzer (page calls) and dnssd_reply_fuzzer (DNS-SD replies).
+# page_call_fuzzer (page calls), room_message_fuzzer (room messages between
+# the two processes and room page calls) and dnssd_reply_fuzzer (DNS-SD
+# replies).
 #
 # Installs what is missing (scripts/install-deps.sh), configures a clang build
 # with AddressSanitizer and UndefinedBehaviorSanitizer in build-fuzz, builds
@@ -37,7 +39,8 @@ die() {
 command -v clang >/dev/null && command -v clang++ >/dev/null ||
   die "clang and clang++ are needed (scripts/install-deps.sh installs them)"
 command -v cmake >/dev/null || die "cmake is needed"
-[[ -d "$SEEDS" && -f "$DICT" ]] || die "seed corpus or dictionary missing under fuzz/"
+[[ -d "$SEEDS" && -f "$DICT" && -d "$ROOT/fuzz/corpus/room_message" && -f "$ROOT/fuzz/room_message.dict" ]] ||
+  die "seed corpus or dictionary missing under fuzz/"
 
 WORK="$(mktemp -d "${TMPDIR:-/tmp}/atrium-fuzz.XXXXXX")"
 trap 'rm -rf "$WORK"' EXIT
@@ -54,9 +57,9 @@ cmake -S "$ROOT" -B "$BUILD" \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DATRIUM_BUILD_FUZZ=ON -DATRIUM_BUILD_TESTS=OFF -DATRIUM_BUILD_BENCH=OFF \
   -DATRIUM_SANITIZE=address,undefined
-# Only the fuzz target: in this build the libraries carry coverage hooks that
+# Only the fuzz targets: in this build the libraries carry coverage hooks that
 # only a fuzzer link provides.
-cmake --build "$BUILD" --target page_call_fuzzer dnssd_reply_fuzzer -j "$JOBS"
+cmake --build "$BUILD" --target page_call_fuzzer room_message_fuzzer dnssd_reply_fuzzer -j "$JOBS"
 
 STAMP="$(date +%Y%m%d-%H%M%S)"
 # jsoncpp comes from the distribution, built without frame pointers. Inside
@@ -120,4 +123,5 @@ fuzz() {
 }
 
 fuzz page_call_fuzzer "$SEEDS" "$DICT" "$@"
+fuzz room_message_fuzzer "$ROOT/fuzz/corpus/room_message" "$ROOT/fuzz/room_message.dict" "$@"
 fuzz dnssd_reply_fuzzer "$ROOT/fuzz/corpus/dnssd_reply" "" "$@"
