@@ -7,6 +7,7 @@ packages=(
   build-essential cmake pkg-config python3 binutils
   libjsoncpp-dev googletest libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
+  libavahi-core-dev iproute2
 )
 
 missing=()
