@@ -12,6 +12,7 @@ TEST(Names, FullNameEscapesTheInstanceOnlyAndEndsInADot) {
   EXPECT_EQ("Room A._tesselrooms._tcp.local.", FullName("Room A", "_tesselrooms._tcp.", "local."));
   EXPECT_EQ("Room A._tesselrooms._tcp.local.", FullName("Room A", "_tesselrooms._tcp", ""));
   EXPECT_EQ("a\\.b\\\\c._x._udp.local.", FullName("a.b\\c", "_x._udp", "local"));
+  EXPECT_EQ("t\\009ab\\127._x._udp.local.", FullName("t\tab\x7f", "_x._udp", "local"));
   EXPECT_EQ("r._x._tcp.example.org.", FullName("r", "_x._tcp", "example.org."));
 }
 

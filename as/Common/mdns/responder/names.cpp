@@ -2,6 +2,8 @@
 
 #include <avahi-common/error.h>
 
+#include <cstdio>
+
 #include "bonjour/dnssd_types.h"
 
 namespace mdns_responder {
@@ -20,7 +22,16 @@ std::string FullName(const std::string& instance, const std::string& type,
                      const std::string& domain) {
   std::string out;
   out.reserve(instance.size() + type.size() + domain.size() + 8);
+  // The same escapes as DNSServiceConstructFullName: "." and "\" get a
+  // backslash, control bytes and DEL become "\ddd".
   for (char c : instance) {
+    const auto u = static_cast<unsigned char>(c);
+    if (u < 0x20 || u == 0x7F) {
+      char esc[8];
+      std::snprintf(esc, sizeof(esc), "\\%03u", static_cast<unsigned>(u));
+      out += esc;
+      continue;
+    }
     if (c == '.' || c == '\\') out += '\\';
     out += c;
   }
