@@ -2,8 +2,9 @@
 # Short, bounded libFuzzer runs of every fuzz target, as CI runs them:
 # page_call_fuzzer (page calls), room_message_fuzzer (room messages between
 # the two processes and room page calls), dnssd_reply_fuzzer (DNS-SD
-# replies) and mdns_wire_fuzzer (the own responder's frames reaching the own
-# client library).
+# replies), mdns_wire_fuzzer (the own responder's frames reaching the own
+# client library) and mdns_request_fuzzer (clients' requests reaching the own
+# responder).
 #
 # Installs what is missing (scripts/install-deps.sh), configures a clang build
 # with AddressSanitizer and UndefinedBehaviorSanitizer in build-fuzz, builds
@@ -60,7 +61,7 @@ cmake -S "$ROOT" -B "$BUILD" \
   -DATRIUM_SANITIZE=address,undefined
 # Only the fuzz targets: in this build the libraries carry coverage hooks that
 # only a fuzzer link provides.
-cmake --build "$BUILD" --target page_call_fuzzer room_message_fuzzer dnssd_reply_fuzzer mdns_wire_fuzzer -j "$JOBS"
+cmake --build "$BUILD" --target page_call_fuzzer room_message_fuzzer dnssd_reply_fuzzer mdns_wire_fuzzer mdns_request_fuzzer -j "$JOBS"
 
 STAMP="$(date +%Y%m%d-%H%M%S)"
 # jsoncpp comes from the distribution, built without frame pointers. Inside
@@ -126,4 +127,5 @@ fuzz() {
 fuzz page_call_fuzzer "$SEEDS" "$DICT" "$@"
 fuzz room_message_fuzzer "$ROOT/fuzz/corpus/room_message" "$ROOT/fuzz/room_message.dict" "$@"
 fuzz mdns_wire_fuzzer "$ROOT/fuzz/corpus/mdns_wire" "" "$@"
+fuzz mdns_request_fuzzer "$ROOT/fuzz/corpus/mdns_request" "" "$@"
 fuzz dnssd_reply_fuzzer "$ROOT/fuzz/corpus/dnssd_reply" "" "$@"

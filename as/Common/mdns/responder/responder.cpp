@@ -359,6 +359,15 @@ class ResolveOp : public Operation {
                 const std::string& domain) {
     if (!ValidInterface(interface)) return kDNSServiceErr_BadInterfaceIndex;
     if (name.empty() || WithoutDot(type).empty()) return kDNSServiceErr_BadParam;
+    // The stack asserts on names it cannot join into a valid domain name
+    // (text that is not UTF-8, for one): refuse them here.
+    {
+      char joined[AVAHI_DOMAIN_NAME_MAX];
+      if (avahi_service_name_join(joined, sizeof joined, name.c_str(), WithoutDot(type).c_str(),
+                                  DomainOrLocal(domain).c_str()) != 0 ||
+          !avahi_is_valid_domain_name(joined))
+        return kDNSServiceErr_BadParam;
+    }
     full_name_ = FullName(name, WithoutDot(type), DomainOrLocal(domain));
     resolver_ = avahi_s_service_resolver_new(
         server().stack(), InterfaceOf(interface), AVAHI_PROTO_UNSPEC, name.c_str(),
