@@ -7,11 +7,14 @@
 // responder could not start or ended by itself, 2 for a usage error.
 #include <pthread.h>
 #include <signal.h>
+#include <sys/random.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <thread>
 
 #include "responder.h"
@@ -48,6 +51,13 @@ int main(int argc, char** argv) {
     if (!done) signalled = true;
     responder.Stop();
   });
+
+  // The mDNS stack draws its probe and answer delays from rand(): unseeded,
+  // every daemon would pick the same delays, defeating their purpose.
+  unsigned seed = 0;
+  if (getrandom(&seed, sizeof seed, 0) != static_cast<ssize_t>(sizeof seed))
+    seed = static_cast<unsigned>(getpid()) ^ static_cast<unsigned>(time(nullptr));
+  srand(seed);
 
   mdns_responder::Options options = mdns_responder::Options::FromEnvironment();
   options.socket_path = path;
