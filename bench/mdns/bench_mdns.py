@@ -47,22 +47,14 @@ import tempfile
 import threading
 import time
 
+# The peer's configuration and its private bus, as the interoperability test
+# sets them up.
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..",
+                                "tests", "mdns"))
+from netns_interop import AVAHI_CONF, BUS_CONF  # noqa: E402
+
 MARK = "TESSEL_BENCH_NETNS_INSIDE"
 ROOM_TYPE = "_tesselrooms._tcp"
-
-AVAHI_CONF = """[server]
-use-ipv4=yes
-use-ipv6=no
-allow-interfaces=lo
-enable-dbus=yes
-ratelimit-interval-usec=1000000
-ratelimit-burst=1000
-[wide-area]
-enable-wide-area=no
-[publish]
-publish-hinfo=no
-publish-workstation=no
-"""
 
 SERVICE = """<?xml version="1.0" standalone='no'?>
 <!DOCTYPE service-group SYSTEM "avahi-service.dtd">
@@ -76,20 +68,6 @@ SERVICE = """<?xml version="1.0" standalone='no'?>
 </service-group>
 """
 
-BUS_CONF = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>system</type>
-  <listen>unix:path=%s</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow user="*"/>
-    <allow own="*"/>
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-  </policy>
-</busconfig>
-"""
 
 # How long a browser responder runs before its browse starts, so that the
 # browse figures hold the protocol's latency rather than the responder's
