@@ -7,9 +7,9 @@
 
 extern "C" {
 // The process's single client, built on the first call.
-ATRIUM_EXPORT tessel_atriumclient::IAtriumClient* GetAtriumClient();
+ATRIUM_EXPORT tessel_atriumclient::IAtriumClient* GetAtriumClient() noexcept;
 // Deletes the single client; does nothing when there is none.
-ATRIUM_EXPORT void DestroyAtriumClient();
+ATRIUM_EXPORT void DestroyAtriumClient() noexcept;
 }
 
 using GetAtriumClientFn = tessel_atriumclient::IAtriumClient* (*)();

@@ -7,12 +7,12 @@
 
 extern "C" {
 // The main application's single room service, built on the first call.
-ATRIUM_EXPORT tessel_atriumclient::IKRService* GetKRServicePT();
+ATRIUM_EXPORT tessel_atriumclient::IKRService* GetKRServicePT() noexcept;
 // Deletes it; does nothing when there is none.
-ATRIUM_EXPORT void DestroyKRServicePT();
+ATRIUM_EXPORT void DestroyKRServicePT() noexcept;
 // The meeting process's single room service, built on the first call.
-ATRIUM_EXPORT tessel_atriumclient::IKRService* GetKRServiceConf();
-ATRIUM_EXPORT void DestroyKRServiceConf();
+ATRIUM_EXPORT tessel_atriumclient::IKRService* GetKRServiceConf() noexcept;
+ATRIUM_EXPORT void DestroyKRServiceConf() noexcept;
 }
 
 using GetKRServiceFn = tessel_atriumclient::IKRService* (*)();

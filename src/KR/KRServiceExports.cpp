@@ -2,19 +2,29 @@
 #include "KRServiceApi.h"
 #include "KR/KRServiceConf.h"
 #include "KR/KRServicePT.h"
+#include "Util/Boundary.h"
+
+using tessel_atriumclient::IKRService;
 
 extern "C" {
 
-ATRIUM_EXPORT tessel_atriumclient::IKRService* GetKRServicePT() {
-  return tessel_atriumclient::KRServicePT::GetInstance();
+// A service that cannot be built (memory exhausted) shows as null.
+ATRIUM_EXPORT IKRService* GetKRServicePT() noexcept {
+  return boundary::Guard("GetKRServicePT", static_cast<IKRService*>(nullptr),
+                         [] { return tessel_atriumclient::KRServicePT::GetInstance(); });
 }
 
-ATRIUM_EXPORT void DestroyKRServicePT() { tessel_atriumclient::KRServicePT::Destroy(); }
-
-ATRIUM_EXPORT tessel_atriumclient::IKRService* GetKRServiceConf() {
-  return tessel_atriumclient::KRServiceConf::GetInstance();
+ATRIUM_EXPORT void DestroyKRServicePT() noexcept {
+  boundary::Guard("DestroyKRServicePT", [] { tessel_atriumclient::KRServicePT::Destroy(); });
 }
 
-ATRIUM_EXPORT void DestroyKRServiceConf() { tessel_atriumclient::KRServiceConf::Destroy(); }
+ATRIUM_EXPORT IKRService* GetKRServiceConf() noexcept {
+  return boundary::Guard("GetKRServiceConf", static_cast<IKRService*>(nullptr),
+                         [] { return tessel_atriumclient::KRServiceConf::GetInstance(); });
+}
+
+ATRIUM_EXPORT void DestroyKRServiceConf() noexcept {
+  boundary::Guard("DestroyKRServiceConf", [] { tessel_atriumclient::KRServiceConf::Destroy(); });
+}
 
 }
